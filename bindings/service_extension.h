@@ -1,0 +1,80 @@
+#pragma once
+// Declares the extension class of one service interface: the host-facing face (data identifier
+// or routine) first, the service connection second, then the cancel flag and the future of the
+// last Cancel call. The ten classes differ only in their interface, so they are generated here
+// from the interface's name and identifier; their jobs are the shared flows of job_flow.h.
+// The destructor (defined with ZEVO_DEFINE_SERVICE_EXTENSION) is the class's key function.
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "bindings/job_flow.h"
+#include "extension/export.h"
+#include "extension/extension_data_identifier.h"
+#include "extension/extension_routine_control.h"
+#include "extension/extension_service_callback.h"
+#include "proxy/future.h"
+
+#define ZEVO_SERVICE_EXTENSION_STATE(Interface, UdsIdentifier)                                  \
+public:                                                                                          \
+    static constexpr std::uint16_t identifier = UdsIdentifier;                                  \
+    static constexpr const char* interface_name = #Interface;                                   \
+    Interface##_extension() noexcept = default;                                                 \
+    ~Interface##_extension() override;                                                          \
+    /* The search for the service starts with discovery; until then attach has nothing to do. */ \
+    void attach(const std::string& /*instance*/) override {}                                    \
+    void detach() override {}                                                                   \
+                                                                                                 \
+private:                                                                                         \
+    std::atomic<bool> cancel_requested_{false}; /* set by cancel, cleared by the next job */    \
+    kel::com::Future<void>* cancel_result_ = nullptr; /* owned; the last Cancel call's future */ \
+                                                                                                 \
+public:
+
+/// A data identifier's extension: read and cancel are served, write stays the base's.
+#define ZEVO_DATA_IDENTIFIER_EXTENSION(Interface, UdsIdentifier)                                 \
+    class ZEVO_EXPORT Interface##_extension                                                      \
+        : public ::ruv::dm::foundation::extension::Extension_data_identifier,                    \
+          public ::ruv::dm::foundation::extension::Extension_service_callback<proxy::Interface##Proxy> { \
+        ZEVO_SERVICE_EXTENSION_STATE(Interface, UdsIdentifier)                                   \
+        ::ruv::dm::types::UDSResponseCodeType read(                                              \
+            const ::ruv::dm::foundation::extension::Meta_info& /*meta_info*/,                   \
+            std::vector<std::uint8_t>& /*response*/) override {                                 \
+            return ::ruv::dm::foundation::extension::job_flow::run(proxy_, cancel_requested_);  \
+        }                                                                                        \
+        ::ruv::dm::types::UDSResponseCodeType cancel(                                            \
+            const ::ruv::dm::foundation::extension::Meta_info& /*meta_info*/) override {        \
+            return ::ruv::dm::foundation::extension::job_flow::cancel(proxy_);                  \
+        }                                                                                        \
+    };
+
+/// A routine's extension: start, request_results and cancel are served, stop stays the base's.
+#define ZEVO_ROUTINE_EXTENSION(Interface, UdsIdentifier)                                         \
+    class ZEVO_EXPORT Interface##_extension                                                      \
+        : public ::ruv::dm::foundation::extension::Extension_routine_control,                    \
+          public ::ruv::dm::foundation::extension::Extension_service_callback<proxy::Interface##Proxy> { \
+        ZEVO_SERVICE_EXTENSION_STATE(Interface, UdsIdentifier)                                   \
+        ::ruv::dm::types::UDSResponseCodeType start(                                             \
+            std::vector<std::uint8_t>& /*request*/,                                              \
+            const ::ruv::dm::foundation::extension::Meta_info& /*meta_info*/,                   \
+            std::vector<std::uint8_t>& /*response*/) override {                                 \
+            return ::ruv::dm::foundation::extension::job_flow::run(proxy_, cancel_requested_);  \
+        }                                                                                        \
+        ::ruv::dm::types::UDSResponseCodeType request_results(                                   \
+            std::vector<std::uint8_t>& /*request*/,                                              \
+            const ::ruv::dm::foundation::extension::Meta_info& /*meta_info*/,                   \
+            std::vector<std::uint8_t>& /*response*/) override {                                 \
+            return ::ruv::dm::foundation::extension::job_flow::run(proxy_, cancel_requested_);  \
+        }                                                                                        \
+        ::ruv::dm::types::UDSResponseCodeType cancel(                                            \
+            const ::ruv::dm::foundation::extension::Meta_info& /*meta_info*/) override {        \
+            return ::ruv::dm::foundation::extension::job_flow::cancel(proxy_);                  \
+        }                                                                                        \
+    };
+
+/// The destructor: the stored Cancel future goes first; the search and then the proxy go with the
+/// Extension_service_callback base. Waits for nothing and does not detach.
+#define ZEVO_DEFINE_SERVICE_EXTENSION(Interface) \
+    Interface##_extension::~Interface##_extension() { delete cancel_result_; }

@@ -1,0 +1,6 @@
+# Applies ZEVO_SANITIZE to every target defined after this point.
+if(ZEVO_SANITIZE)
+  set(_zevo_san_flags -fsanitize=${ZEVO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_compile_options(${_zevo_san_flags})
+  add_link_options(${_zevo_san_flags})
+endif()
