@@ -27,7 +27,7 @@ public:                                                                         
     void attach(const std::string& /*instance*/) override {}                                    \
     void detach() override {}                                                                   \
                                                                                                  \
-private:                                                                                         \
+protected:                                                                                       \
     std::atomic<bool> cancel_requested_{false}; /* set by cancel, cleared by the next job */    \
     kel::com::Future<void>* cancel_result_ = nullptr; /* owned; the last Cancel call's future */ \
                                                                                                  \
