@@ -1,0 +1,50 @@
+#pragma once
+// The command line of zevo-dm as a plain record with documented defaults, its parser and the
+// help text. Parsed once on the main thread before anything is loaded.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace zevo::host {
+
+/// A command line that cannot be run; the message says what is wrong.
+class Option_error : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+enum class Host_command {
+    none,     /**< no command given: print the help, exit 2 */
+    send,     /**< send one request, print the response */
+    session,  /**< run the scripted session over every served identifier */
+};
+
+/// The path of the plug-in built together with this host.
+std::string default_plugin_path();
+
+struct Host_options {
+    /// --plugin PATH: the plug-in to dlopen. Default: default_plugin_path().
+    std::string plugin_path = default_plugin_path();
+    /// --instance TEXT: the instance text every extension's attach receives. Default "1".
+    std::string instance = "1";
+    /// --tester-address HEX: the tester's logical address put into meta_info. Default 0x0E80.
+    std::uint16_t tester_address = 0x0E80;
+    /// --help: print the help and exit 0, whatever else is given. Default off.
+    bool help = false;
+    /// The command word. Default none.
+    Host_command command = Host_command::none;
+    /// send: the request bytes, parsed from the hex arguments. Empty for other commands.
+    std::vector<std::uint8_t> request;
+};
+
+/// Options and command from the arguments behind the program name. Options may stand before or
+/// after the command, as "--plugin PATH" or "--plugin=PATH". Throws Option_error for an unknown
+/// option, a missing or bad value, an unknown or repeated command, bad hex or stray arguments.
+Host_options parse_host_options(const std::vector<std::string>& arguments);
+
+/// The text of --help.
+std::string host_usage();
+
+}  // namespace zevo::host
