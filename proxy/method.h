@@ -20,3 +20,11 @@ public:
 };
 
 }  // namespace ara::com::internal::proxy
+
+namespace ara::com::internal::proxy {
+
+/// The member type of a generated proxy for the method class `Tag` of its interface.
+template <class Tag>
+using Method_of = Method<Tag, typename Tag::Signature>;
+
+}  // namespace ara::com::internal::proxy

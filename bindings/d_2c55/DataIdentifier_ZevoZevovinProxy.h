@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::d_2c55::DataIdentifier_ZevoZevovin, as the jobs of the data identifier 0x2C55 hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface DataIdentifier_ZevoZevovin, as the jobs of its data identifier extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/d_2c55/DataIdentifier_ZevoZevovin.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::d_2c55 {
+namespace talm::services::diag::d_2c55::proxy {
 
-class DataIdentifier_ZevoZevovin;
-
-namespace proxy {
-
-class DataIdentifier_ZevoZevovinProxy : public ara::com::internal::proxy::Proxy<DataIdentifier_ZevoZevovin> {
+class DataIdentifier_ZevoZevovinProxy : public Data_identifier_proxy<DataIdentifier_ZevoZevovin> {
 public:
-    using Proxy::Proxy;
+    using Data_identifier_proxy::Data_identifier_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::d_2c55
+}  // namespace talm::services::diag::d_2c55::proxy

@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::d_2c56::DataIdentifier_ZevoTrainingCounter, as the jobs of the data identifier 0x2C56 hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface DataIdentifier_ZevoTrainingCounter, as the jobs of its data identifier extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/d_2c56/DataIdentifier_ZevoTrainingCounter.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::d_2c56 {
+namespace talm::services::diag::d_2c56::proxy {
 
-class DataIdentifier_ZevoTrainingCounter;
-
-namespace proxy {
-
-class DataIdentifier_ZevoTrainingCounterProxy : public ara::com::internal::proxy::Proxy<DataIdentifier_ZevoTrainingCounter> {
+class DataIdentifier_ZevoTrainingCounterProxy : public Data_identifier_proxy<DataIdentifier_ZevoTrainingCounter> {
 public:
-    using Proxy::Proxy;
+    using Data_identifier_proxy::Data_identifier_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::d_2c56
+}  // namespace talm::services::diag::d_2c56::proxy

@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory, as the jobs of the data identifier 0x2C57 hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface DataIdentifier_ZevoMissingKeyHistory, as the jobs of its data identifier extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/d_2c57/DataIdentifier_ZevoMissingKeyHistory.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::d_2c57 {
+namespace talm::services::diag::d_2c57::proxy {
 
-class DataIdentifier_ZevoMissingKeyHistory;
-
-namespace proxy {
-
-class DataIdentifier_ZevoMissingKeyHistoryProxy : public ara::com::internal::proxy::Proxy<DataIdentifier_ZevoMissingKeyHistory> {
+class DataIdentifier_ZevoMissingKeyHistoryProxy : public Data_identifier_proxy<DataIdentifier_ZevoMissingKeyHistory> {
 public:
-    using Proxy::Proxy;
+    using Data_identifier_proxy::Data_identifier_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::d_2c57
+}  // namespace talm::services::diag::d_2c57::proxy

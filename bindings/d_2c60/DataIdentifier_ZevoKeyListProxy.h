@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::d_2c60::DataIdentifier_ZevoKeyList, as the jobs of the data identifier 0x2C60 hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface DataIdentifier_ZevoKeyList, as the jobs of its data identifier extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/d_2c60/DataIdentifier_ZevoKeyList.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::d_2c60 {
+namespace talm::services::diag::d_2c60::proxy {
 
-class DataIdentifier_ZevoKeyList;
-
-namespace proxy {
-
-class DataIdentifier_ZevoKeyListProxy : public ara::com::internal::proxy::Proxy<DataIdentifier_ZevoKeyList> {
+class DataIdentifier_ZevoKeyListProxy : public Data_identifier_proxy<DataIdentifier_ZevoKeyList> {
 public:
-    using Proxy::Proxy;
+    using Data_identifier_proxy::Data_identifier_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::d_2c60
+}  // namespace talm::services::diag::d_2c60::proxy

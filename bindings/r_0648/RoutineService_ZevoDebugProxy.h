@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::r_0648::RoutineService_ZevoDebug, as the jobs of the routine 0x0648 hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface RoutineService_ZevoDebug, as the jobs of its routine extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/r_0648/RoutineService_ZevoDebug.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::r_0648 {
+namespace talm::services::diag::r_0648::proxy {
 
-class RoutineService_ZevoDebug;
-
-namespace proxy {
-
-class RoutineService_ZevoDebugProxy : public ara::com::internal::proxy::Proxy<RoutineService_ZevoDebug> {
+class RoutineService_ZevoDebugProxy : public Routine_proxy<RoutineService_ZevoDebug> {
 public:
-    using Proxy::Proxy;
+    using Routine_proxy::Routine_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::r_0648
+}  // namespace talm::services::diag::r_0648::proxy

@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::r_c00a::RoutineService_ZevoHandleDownloadcontainer, as the jobs of the routine 0xC00A hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface RoutineService_ZevoHandleDownloadcontainer, as the jobs of its routine extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/r_c00a/RoutineService_ZevoHandleDownloadcontainer.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::r_c00a {
+namespace talm::services::diag::r_c00a::proxy {
 
-class RoutineService_ZevoHandleDownloadcontainer;
-
-namespace proxy {
-
-class RoutineService_ZevoHandleDownloadcontainerProxy : public ara::com::internal::proxy::Proxy<RoutineService_ZevoHandleDownloadcontainer> {
+class RoutineService_ZevoHandleDownloadcontainerProxy : public Routine_proxy<RoutineService_ZevoHandleDownloadcontainer> {
 public:
-    using Proxy::Proxy;
+    using Routine_proxy::Routine_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::r_c00a
+}  // namespace talm::services::diag::r_c00a::proxy

@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::r_c00b::RoutineService_ZevoCheckVerificationHash, as the jobs of the routine 0xC00B hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface RoutineService_ZevoCheckVerificationHash, as the jobs of its routine extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/r_c00b/RoutineService_ZevoCheckVerificationHash.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::r_c00b {
+namespace talm::services::diag::r_c00b::proxy {
 
-class RoutineService_ZevoCheckVerificationHash;
-
-namespace proxy {
-
-class RoutineService_ZevoCheckVerificationHashProxy : public ara::com::internal::proxy::Proxy<RoutineService_ZevoCheckVerificationHash> {
+class RoutineService_ZevoCheckVerificationHashProxy : public Routine_proxy<RoutineService_ZevoCheckVerificationHash> {
 public:
-    using Proxy::Proxy;
+    using Routine_proxy::Routine_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::r_c00b
+}  // namespace talm::services::diag::r_c00b::proxy

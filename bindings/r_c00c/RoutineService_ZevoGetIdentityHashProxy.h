@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::r_c00c::RoutineService_ZevoGetIdentityHash, as the jobs of the routine 0xC00C hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface RoutineService_ZevoGetIdentityHash, as the jobs of its routine extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/r_c00c/RoutineService_ZevoGetIdentityHash.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::r_c00c {
+namespace talm::services::diag::r_c00c::proxy {
 
-class RoutineService_ZevoGetIdentityHash;
-
-namespace proxy {
-
-class RoutineService_ZevoGetIdentityHashProxy : public ara::com::internal::proxy::Proxy<RoutineService_ZevoGetIdentityHash> {
+class RoutineService_ZevoGetIdentityHashProxy : public Routine_proxy<RoutineService_ZevoGetIdentityHash> {
 public:
-    using Proxy::Proxy;
+    using Routine_proxy::Routine_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::r_c00c
+}  // namespace talm::services::diag::r_c00c::proxy

@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::r_c00d::RoutineService_ZevoGetPssHash, as the jobs of the routine 0xC00D hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface RoutineService_ZevoGetPssHash, as the jobs of its routine extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/r_c00d/RoutineService_ZevoGetPssHash.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::r_c00d {
+namespace talm::services::diag::r_c00d::proxy {
 
-class RoutineService_ZevoGetPssHash;
-
-namespace proxy {
-
-class RoutineService_ZevoGetPssHashProxy : public ara::com::internal::proxy::Proxy<RoutineService_ZevoGetPssHash> {
+class RoutineService_ZevoGetPssHashProxy : public Routine_proxy<RoutineService_ZevoGetPssHash> {
 public:
-    using Proxy::Proxy;
+    using Routine_proxy::Routine_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::r_c00d
+}  // namespace talm::services::diag::r_c00d::proxy

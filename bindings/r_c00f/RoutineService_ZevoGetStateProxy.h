@@ -1,19 +1,14 @@
 #pragma once
-// The proxy of talm::services::diag::r_c00f::RoutineService_ZevoGetState, as the jobs of the routine 0xC00F hold it.
-// Built and deleted on the discovery strand, called on host threads.
+// The proxy of the service interface RoutineService_ZevoGetState, as the jobs of its routine extension hold it.
 
-#include "proxy/proxy.h"
+#include "bindings/r_c00f/RoutineService_ZevoGetState.h"
+#include "bindings/service_proxy.h"
 
-namespace talm::services::diag::r_c00f {
+namespace talm::services::diag::r_c00f::proxy {
 
-class RoutineService_ZevoGetState;
-
-namespace proxy {
-
-class RoutineService_ZevoGetStateProxy : public ara::com::internal::proxy::Proxy<RoutineService_ZevoGetState> {
+class RoutineService_ZevoGetStateProxy : public Routine_proxy<RoutineService_ZevoGetState> {
 public:
-    using Proxy::Proxy;
+    using Routine_proxy::Routine_proxy;
 };
 
-}  // namespace proxy
-}  // namespace talm::services::diag::r_c00f
+}  // namespace talm::services::diag::r_c00f::proxy

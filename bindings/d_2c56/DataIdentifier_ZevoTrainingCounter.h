@@ -1,0 +1,38 @@
+#pragma once
+// The service interface talm::services::diag::d_2c56::DataIdentifier_ZevoTrainingCounter, as its clients see it: Read gives a byte and a 16-bit counter.
+// Member names of the records are ours; their order and types are the interface's.
+
+#include <array>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+#include "bindings/service_interface.h"
+#include "extension/export.h"
+
+namespace talm::services::diag::d_2c56 {
+
+class DataIdentifier_ZevoTrainingCounter {
+public:
+    static constexpr const char* name = "talm::services::diag::d_2c56::DataIdentifier_ZevoTrainingCounter";
+
+    class ZEVO_EXPORT UDSServiceFailed final : public Data_identifier_service_failed<UDSServiceFailed> {
+    public:
+        static constexpr const char* what_text = "DataIdentifier_ZevoTrainingCounter::UDSServiceFailed::2";
+        using Data_identifier_service_failed::Data_identifier_service_failed;
+    };
+
+    struct Cancel : Cancel_method {};
+
+    struct Read : Output_method<UDSServiceFailed> {
+        struct Output {
+            std::uint8_t field_1;
+            std::uint16_t field_2;
+            auto fields() { return std::tie(field_1, field_2); }
+            auto fields() const { return std::tie(field_1, field_2); }
+        };
+        using Signature = Output(const Meta_info&);
+    };
+};
+
+}  // namespace talm::services::diag::d_2c56

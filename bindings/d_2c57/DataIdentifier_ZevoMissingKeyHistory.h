@@ -1,0 +1,39 @@
+#pragma once
+// The service interface talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory, as its clients see it: Read gives two bytes and a byte vector.
+// Member names of the records are ours; their order and types are the interface's.
+
+#include <array>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+#include "bindings/service_interface.h"
+#include "extension/export.h"
+
+namespace talm::services::diag::d_2c57 {
+
+class DataIdentifier_ZevoMissingKeyHistory {
+public:
+    static constexpr const char* name = "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory";
+
+    class ZEVO_EXPORT UDSServiceFailed final : public Data_identifier_service_failed<UDSServiceFailed> {
+    public:
+        static constexpr const char* what_text = "DataIdentifier_ZevoMissingKeyHistory::UDSServiceFailed::2";
+        using Data_identifier_service_failed::Data_identifier_service_failed;
+    };
+
+    struct Cancel : Cancel_method {};
+
+    struct Read : Output_method<UDSServiceFailed> {
+        struct Output {
+            std::uint8_t field_1;
+            std::uint8_t field_2;
+            std::vector<std::uint8_t> field_3;
+            auto fields() { return std::tie(field_1, field_2, field_3); }
+            auto fields() const { return std::tie(field_1, field_2, field_3); }
+        };
+        using Signature = Output(const Meta_info&);
+    };
+};
+
+}  // namespace talm::services::diag::d_2c57

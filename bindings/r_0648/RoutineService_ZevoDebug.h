@@ -1,0 +1,41 @@
+#pragma once
+// The service interface talm::services::diag::r_0648::RoutineService_ZevoDebug, as its clients see it: Start takes a byte and a byte vector.
+// Member names of the records are ours; their order and types are the interface's.
+
+#include <array>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+#include "bindings/service_interface.h"
+#include "extension/export.h"
+
+namespace talm::services::diag::r_0648 {
+
+class RoutineService_ZevoDebug {
+public:
+    static constexpr const char* name = "talm::services::diag::r_0648::RoutineService_ZevoDebug";
+
+    class ZEVO_EXPORT UDSServiceFailed final : public Routine_service_failed<UDSServiceFailed> {
+    public:
+        static constexpr const char* what_text = "RoutineService_ZevoDebug::UDSServiceFailed::2";
+        using Routine_service_failed::Routine_service_failed;
+    };
+
+    struct Cancel : Cancel_method {};
+
+    struct RequestResults : Output_method<UDSServiceFailed> {
+        struct Output {
+            std::uint8_t field_1;
+            std::uint8_t field_2;
+            std::vector<std::uint8_t> field_3;
+            auto fields() { return std::tie(field_1, field_2, field_3); }
+            auto fields() const { return std::tie(field_1, field_2, field_3); }
+        };
+        using Signature = Output(const Meta_info&);
+    };
+
+    struct Start : Start_method<RequestResults, std::uint8_t, const std::vector<std::uint8_t>&> {};
+};
+
+}  // namespace talm::services::diag::r_0648

@@ -1,0 +1,40 @@
+#pragma once
+// The service interface talm::services::diag::r_c00b::RoutineService_ZevoCheckVerificationHash, as its clients see it: Start takes a 1-byte and a 16-byte array.
+// Member names of the records are ours; their order and types are the interface's.
+
+#include <array>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+#include "bindings/service_interface.h"
+#include "extension/export.h"
+
+namespace talm::services::diag::r_c00b {
+
+class RoutineService_ZevoCheckVerificationHash {
+public:
+    static constexpr const char* name = "talm::services::diag::r_c00b::RoutineService_ZevoCheckVerificationHash";
+
+    class ZEVO_EXPORT UDSServiceFailed final : public Routine_service_failed<UDSServiceFailed> {
+    public:
+        static constexpr const char* what_text = "RoutineService_ZevoCheckVerificationHash::UDSServiceFailed::2";
+        using Routine_service_failed::Routine_service_failed;
+    };
+
+    struct Cancel : Cancel_method {};
+
+    struct RequestResults : Output_method<UDSServiceFailed> {
+        struct Output {
+            std::uint8_t field_1;
+            std::uint8_t field_2;
+            auto fields() { return std::tie(field_1, field_2); }
+            auto fields() const { return std::tie(field_1, field_2); }
+        };
+        using Signature = Output(const Meta_info&);
+    };
+
+    struct Start : Start_method<RequestResults, const std::array<std::uint8_t, 1>&, const std::array<std::uint8_t, 16>&> {};
+};
+
+}  // namespace talm::services::diag::r_c00b

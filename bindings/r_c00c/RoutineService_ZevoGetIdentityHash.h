@@ -1,0 +1,41 @@
+#pragma once
+// The service interface talm::services::diag::r_c00c::RoutineService_ZevoGetIdentityHash, as its clients see it: Start takes a 1-byte and a 16-byte array.
+// Member names of the records are ours; their order and types are the interface's.
+
+#include <array>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+#include "bindings/service_interface.h"
+#include "extension/export.h"
+
+namespace talm::services::diag::r_c00c {
+
+class RoutineService_ZevoGetIdentityHash {
+public:
+    static constexpr const char* name = "talm::services::diag::r_c00c::RoutineService_ZevoGetIdentityHash";
+
+    class ZEVO_EXPORT UDSServiceFailed final : public Routine_service_failed<UDSServiceFailed> {
+    public:
+        static constexpr const char* what_text = "RoutineService_ZevoGetIdentityHash::UDSServiceFailed::2";
+        using Routine_service_failed::Routine_service_failed;
+    };
+
+    struct Cancel : Cancel_method {};
+
+    struct RequestResults : Output_method<UDSServiceFailed> {
+        struct Output {
+            std::array<std::uint8_t, 1> field_1;
+            std::array<std::uint8_t, 1> field_2;
+            std::array<std::uint8_t, 16> field_3;
+            auto fields() { return std::tie(field_1, field_2, field_3); }
+            auto fields() const { return std::tie(field_1, field_2, field_3); }
+        };
+        using Signature = Output(const Meta_info&);
+    };
+
+    struct Start : Start_method<RequestResults, const std::array<std::uint8_t, 1>&, const std::array<std::uint8_t, 16>&> {};
+};
+
+}  // namespace talm::services::diag::r_c00c
