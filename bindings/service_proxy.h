@@ -14,10 +14,10 @@ template <class Interface>
 class Data_identifier_proxy : public ara::com::internal::proxy::Proxy<Interface> {
 public:
     /// Owns `port` from here on, also when building a method object fails.
-    explicit Data_identifier_proxy(Rport* port)
-        : ara::com::internal::proxy::Proxy<Interface>(port),
-          Cancel(new typename decltype(Cancel)::Impl(port)),
-          Read(new typename decltype(Read)::Impl(port)) {}
+    explicit Data_identifier_proxy(Rport* owned_port)
+        : ara::com::internal::proxy::Proxy<Interface>(owned_port),
+          Cancel(new typename decltype(Cancel)::Impl(owned_port)),
+          Read(new typename decltype(Read)::Impl(owned_port)) {}
 
     ara::com::internal::proxy::Method_of<typename Interface::Cancel> Cancel;
     ara::com::internal::proxy::Method_of<typename Interface::Read> Read;
@@ -27,11 +27,11 @@ template <class Interface>
 class Routine_proxy : public ara::com::internal::proxy::Proxy<Interface> {
 public:
     /// Owns `port` from here on, also when building a method object fails.
-    explicit Routine_proxy(Rport* port)
-        : ara::com::internal::proxy::Proxy<Interface>(port),
-          Cancel(new typename decltype(Cancel)::Impl(port)),
-          RequestResults(new typename decltype(RequestResults)::Impl(port)),
-          Start(new typename decltype(Start)::Impl(port)) {}
+    explicit Routine_proxy(Rport* owned_port)
+        : ara::com::internal::proxy::Proxy<Interface>(owned_port),
+          Cancel(new typename decltype(Cancel)::Impl(owned_port)),
+          RequestResults(new typename decltype(RequestResults)::Impl(owned_port)),
+          Start(new typename decltype(Start)::Impl(owned_port)) {}
 
     ara::com::internal::proxy::Method_of<typename Interface::Cancel> Cancel;
     ara::com::internal::proxy::Method_of<typename Interface::RequestResults> RequestResults;
