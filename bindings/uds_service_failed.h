@@ -1,15 +1,17 @@
 #pragma once
 // The application error UDSServiceFailed (error code 2) that every service interface nests, in
 // its two forms: a data identifier's carries one negative response code, a routine's two (the
-// first for a failed results request, the second for a failed start). Each interface's class
-// derives from one of these templates with itself as argument and supplies `what_text`.
+// first for a failed results request, the second for a failed start). The class is declared in
+// its interface with one of the macros below and defined with the matching ZEVO_DEFINE_ macro.
 // Immutable after construction; handed between threads only through an exception_ptr.
 
 #include <cstdint>
 #include <exception>
+#include <initializer_list>
 #include <stdexcept>
 #include <vector>
 
+#include "extension/export.h"
 #include "extension/uds_response_code.h"
 #include "ruv/com/cpp_binding/application_error_exception.h"
 
@@ -24,52 +26,79 @@ inline ruv::dm::types::UDSResponseCodeType error_payload_byte(const std::vector<
     return payload[index];
 }
 
-template <class Error>
-class Uds_service_failed_base : public ruv::com::cpp_binding::Application_error_exception {
-public:
-    static constexpr std::uint8_t code = 2;
+/// Appends the error's codes to its payload, in order of declaration.
+inline void write_error_codes(ruv::com::cpp_binding::Error_payload_writer& writer,
+                              std::initializer_list<ruv::dm::types::UDSResponseCodeType> codes) {
+    writer.bytes().insert(writer.bytes().end(), codes.begin(), codes.end());
+}
 
-    const char* what() const noexcept override { return Error::what_text; }
-    std::uint8_t error_code() const noexcept override { return code; }
-};
+}  // namespace talm::services::diag
 
-/// The data identifiers' form: `response_code` answers read.
-template <class Error>
-class Data_identifier_service_failed : public Uds_service_failed_base<Error> {
-public:
-    explicit Data_identifier_service_failed(ruv::dm::types::UDSResponseCodeType read_code) noexcept
-        : response_code(read_code) {}
-    /// Throws std::out_of_range("Read beyond the end of the data buffer") on an empty payload.
-    explicit Data_identifier_service_failed(const std::vector<std::uint8_t>& payload)
-        : response_code(error_payload_byte(payload, 0)) {}
+/// The UDSServiceFailed nested in a data identifier's interface: `response_code` answers read.
+#define ZEVO_DATA_IDENTIFIER_SERVICE_FAILED                                                          \
+    class ZEVO_EXPORT UDSServiceFailed final : public ::ruv::com::cpp_binding::Application_error_exception { \
+    public:                                                                                           \
+        static constexpr std::uint8_t code = 2;                                                       \
+        explicit UDSServiceFailed(::ruv::dm::types::UDSResponseCodeType read_code) noexcept;          \
+        /** Throws std::out_of_range("Read beyond the end of the data buffer") on an empty payload. */ \
+        explicit UDSServiceFailed(const std::vector<std::uint8_t>& payload);                         \
+        ~UDSServiceFailed() override;                                                                 \
+        const char* what() const noexcept override;                                                   \
+        std::uint8_t error_code() const noexcept override;                                            \
+        void write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const override;      \
+        ::ruv::dm::types::UDSResponseCodeType response_code = 0;                                      \
+    };
 
-    void write_payload(ruv::com::cpp_binding::Error_payload_writer& writer) const override {
-        writer.bytes().push_back(response_code);
+/// The UDSServiceFailed nested in a routine's interface: `response_code` answers
+/// request_results, `start_response_code` start.
+#define ZEVO_ROUTINE_SERVICE_FAILED                                                                  \
+    class ZEVO_EXPORT UDSServiceFailed final : public ::ruv::com::cpp_binding::Application_error_exception { \
+    public:                                                                                           \
+        static constexpr std::uint8_t code = 2;                                                       \
+        UDSServiceFailed(::ruv::dm::types::UDSResponseCodeType results_code,                          \
+                         ::ruv::dm::types::UDSResponseCodeType start_code) noexcept;                  \
+        /** Needs both bytes, also where only one is used; throws std::out_of_range               \
+            ("Read beyond the end of the data buffer") otherwise. Later bytes are ignored. */         \
+        explicit UDSServiceFailed(const std::vector<std::uint8_t>& payload);                         \
+        ~UDSServiceFailed() override;                                                                 \
+        const char* what() const noexcept override;                                                   \
+        std::uint8_t error_code() const noexcept override;                                            \
+        void write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const override;      \
+        ::ruv::dm::types::UDSResponseCodeType response_code = 0;                                      \
+        ::ruv::dm::types::UDSResponseCodeType start_response_code = 0;                                \
+    };
+
+/// The members of one interface's UDSServiceFailed; its key function lives where this stands.
+#define ZEVO_DEFINE_SERVICE_FAILED_COMMON(Interface)                                                  \
+    Interface::UDSServiceFailed::~UDSServiceFailed() = default;                                       \
+    const char* Interface::UDSServiceFailed::what() const noexcept {                                  \
+        return #Interface "::UDSServiceFailed::2";                                                    \
+    }                                                                                                 \
+    std::uint8_t Interface::UDSServiceFailed::error_code() const noexcept { return code; }
+
+#define ZEVO_DEFINE_DATA_IDENTIFIER_SERVICE_FAILED(Interface)                                         \
+    ZEVO_DEFINE_SERVICE_FAILED_COMMON(Interface)                                                      \
+    Interface::UDSServiceFailed::UDSServiceFailed(::ruv::dm::types::UDSResponseCodeType read_code) noexcept \
+        : response_code(read_code) {}                                                                 \
+    Interface::UDSServiceFailed::UDSServiceFailed(const std::vector<std::uint8_t>& payload)          \
+        : response_code(::talm::services::diag::error_payload_byte(payload, 0)) {}                    \
+    void Interface::UDSServiceFailed::write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const { \
+        ::talm::services::diag::write_error_codes(writer, {response_code});                           \
     }
 
-    ruv::dm::types::UDSResponseCodeType response_code = 0;
-};
-
-/// The routines' form: `response_code` answers request_results, `start_response_code` start.
-template <class Error>
-class Routine_service_failed : public Uds_service_failed_base<Error> {
-public:
-    Routine_service_failed(ruv::dm::types::UDSResponseCodeType results_code,
-                           ruv::dm::types::UDSResponseCodeType start_code) noexcept
-        : response_code(results_code), start_response_code(start_code) {}
-    /// Needs both bytes, also where only one of them is used; throws std::out_of_range
-    /// ("Read beyond the end of the data buffer") otherwise. Later bytes are ignored.
-    explicit Routine_service_failed(const std::vector<std::uint8_t>& payload)
-        : response_code(error_payload_byte(payload, 0)), start_response_code(error_payload_byte(payload, 1)) {}
-
-    void write_payload(ruv::com::cpp_binding::Error_payload_writer& writer) const override {
-        writer.bytes().push_back(response_code);
-        writer.bytes().push_back(start_response_code);
+#define ZEVO_DEFINE_ROUTINE_SERVICE_FAILED(Interface)                                                 \
+    ZEVO_DEFINE_SERVICE_FAILED_COMMON(Interface)                                                      \
+    Interface::UDSServiceFailed::UDSServiceFailed(::ruv::dm::types::UDSResponseCodeType results_code, \
+                                                  ::ruv::dm::types::UDSResponseCodeType start_code) noexcept \
+        : response_code(results_code), start_response_code(start_code) {}                             \
+    Interface::UDSServiceFailed::UDSServiceFailed(const std::vector<std::uint8_t>& payload)          \
+        : response_code(::talm::services::diag::error_payload_byte(payload, 0)),                      \
+          start_response_code(::talm::services::diag::error_payload_byte(payload, 1)) {}              \
+    void Interface::UDSServiceFailed::write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const { \
+        ::talm::services::diag::write_error_codes(writer, {response_code, start_response_code});      \
     }
 
-    ruv::dm::types::UDSResponseCodeType response_code = 0;
-    ruv::dm::types::UDSResponseCodeType start_response_code = 0;
-};
+namespace talm::services::diag {
 
 /// A method's GetApplicationErrorExceptionPtr: return code 2 carries the interface's
 /// UDSServiceFailed in the payload; any other code is no application error (null).

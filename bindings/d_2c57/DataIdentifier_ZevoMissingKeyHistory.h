@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "bindings/service_interface.h"
-#include "extension/export.h"
 
 namespace talm::services::diag::d_2c57 {
 
@@ -16,11 +15,7 @@ class DataIdentifier_ZevoMissingKeyHistory {
 public:
     static constexpr const char* name = "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory";
 
-    class ZEVO_EXPORT UDSServiceFailed final : public Data_identifier_service_failed<UDSServiceFailed> {
-    public:
-        static constexpr const char* what_text = "DataIdentifier_ZevoMissingKeyHistory::UDSServiceFailed::2";
-        using Data_identifier_service_failed::Data_identifier_service_failed;
-    };
+    ZEVO_DATA_IDENTIFIER_SERVICE_FAILED
 
     struct Cancel : Cancel_method {};
 

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "bindings/service_interface.h"
-#include "extension/export.h"
 
 namespace talm::services::diag::r_c00a {
 
@@ -16,11 +15,7 @@ class RoutineService_ZevoHandleDownloadcontainer {
 public:
     static constexpr const char* name = "talm::services::diag::r_c00a::RoutineService_ZevoHandleDownloadcontainer";
 
-    class ZEVO_EXPORT UDSServiceFailed final : public Routine_service_failed<UDSServiceFailed> {
-    public:
-        static constexpr const char* what_text = "RoutineService_ZevoHandleDownloadcontainer::UDSServiceFailed::2";
-        using Routine_service_failed::Routine_service_failed;
-    };
+    ZEVO_ROUTINE_SERVICE_FAILED
 
     struct Cancel : Cancel_method {};
 
