@@ -27,7 +27,10 @@ public:
 
     Future(Future&& other) noexcept = default;
     Future& operator=(Future&& other) noexcept {
-        Future old(std::move(*this));
+        if (this == &other) {
+            return *this;
+        }
+        Future old(std::move(*this));  // the overwritten future ends as if destroyed
         future_ = std::move(other.future_);
         state_ = std::move(other.state_);
         return *this;
