@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace zevo::catalogue_test;
+using namespace zevo::test;
 using ruv::com::cpp_binding::Application_error_exception;
 
 /// The one form in which the response path calls the operation of each method.

@@ -21,7 +21,7 @@
 
 namespace {
 
-using namespace zevo::catalogue_test;
+using namespace zevo::test;
 
 using Meta = const std::map<std::string, std::string>&;
 using Byte = std::uint8_t;

@@ -12,7 +12,7 @@
 #include <string>
 #include <typeinfo>
 
-namespace zevo::catalogue_test {
+namespace zevo::test {
 
 /// The readable name of a type, for failure messages.
 inline std::string type_name(const std::type_info& type) {
@@ -71,4 +71,4 @@ inline std::string exception_type(const std::exception_ptr& pointer) {
     return "<not a std::exception>";
 }
 
-}  // namespace zevo::catalogue_test
+}  // namespace zevo::test

@@ -27,7 +27,7 @@
 
 namespace {
 
-using namespace zevo::catalogue_test;
+using namespace zevo::test;
 using ara::com::internal::proxy::Method;
 using ara::com::internal::proxy::Proxy;
 using ruv::com::cpp_binding::proxy::Method_impl;

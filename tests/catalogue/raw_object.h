@@ -22,7 +22,7 @@
 #define ZEVO_CATALOGUE_FOREIGN_CALL
 #endif
 
-namespace zevo::catalogue_test::raw {
+namespace zevo::test::raw {
 
 /// The pointer-sized word at `index` words into `object`.
 inline const void* word(const void* object, std::size_t index) {
@@ -92,4 +92,4 @@ ZEVO_CATALOGUE_FOREIGN_CALL inline void write_payload(const void* self,
     slot_of<Write_payload>(self, error_slot::write_payload)(self, writer);
 }
 
-}  // namespace zevo::catalogue_test::raw
+}  // namespace zevo::test::raw

@@ -23,7 +23,7 @@
 #include "bindings/r_c00d/RoutineService_ZevoGetPssHashProxy.h"
 #include "bindings/r_c00f/RoutineService_ZevoGetStateProxy.h"
 
-namespace zevo::catalogue_test {
+namespace zevo::test {
 
 namespace diag = talm::services::diag;
 
@@ -179,4 +179,4 @@ struct Results_method<Interface, std::void_t<typename Interface::Read>> {
 template <class Interface>
 using Results_method_of = typename Results_method<Interface>::type;
 
-}  // namespace zevo::catalogue_test
+}  // namespace zevo::test

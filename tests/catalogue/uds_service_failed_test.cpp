@@ -22,7 +22,7 @@
 
 namespace {
 
-using namespace zevo::catalogue_test;
+using namespace zevo::test;
 using ruv::com::cpp_binding::Application_error_exception;
 using ruv::com::cpp_binding::Error_payload_writer;
 using ruv::dm::types::UDSResponseCodeType;

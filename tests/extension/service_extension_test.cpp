@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "allocation_counter.h"
+#include "allocation_log.h"
 #include "extension/entry_points.h"
 #include "extension/served_extensions.h"
 #include "proxy/promise.h"
@@ -188,21 +188,21 @@ TYPED_TEST(routine_extension, attach_and_detach_without_discovery_change_nothing
 
 // Destroying a never-attached object releases the object's memory and nothing else.
 TEST(service_extension, destroying_a_never_attached_object_touches_only_its_memory) {
-    zevo::test::Counting_scope scope;
+    zevo::test::Allocation_scope scope;
     Extension* did = construct_extension_did(0x2C56);
     Extension* rid = construct_extension_rid(0x0648);
-    EXPECT_EQ(scope.counts().allocations, 2U);
+    EXPECT_EQ(scope.log().allocations, 2U);
     destroy_extension_did(did);
     destroy_extension_rid(rid);
-    EXPECT_EQ(scope.counts().allocations, 2U);
-    EXPECT_EQ(scope.counts().deallocations, 2U);
+    EXPECT_EQ(scope.log().allocations, 2U);
+    EXPECT_EQ(scope.log().deallocations, 2U);
 }
 
 TEST(service_extension, destroy_functions_accept_null_and_release_nothing) {
-    zevo::test::Counting_scope scope;
+    zevo::test::Allocation_scope scope;
     destroy_extension_did(nullptr);
     destroy_extension_rid(nullptr);
-    EXPECT_EQ(scope.counts().deallocations, 0U);
+    EXPECT_EQ(scope.log().deallocations, 0U);
 }
 
 // The destructor's order of work: the stored Cancel future, then the search (strand before

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstddef>
 
-namespace zevo::catalogue_test {
+namespace zevo::test {
 
 struct Allocation_log {
     static constexpr std::size_t capacity = 32;
@@ -33,4 +33,4 @@ public:
 /// nothing to count; passing the result through here keeps the allocation.
 void let_escape(const void* object);
 
-}  // namespace zevo::catalogue_test
+}  // namespace zevo::test

@@ -6,7 +6,7 @@
 namespace {
 
 thread_local bool recording = false;
-thread_local zevo::catalogue_test::Allocation_log recorded;
+thread_local zevo::test::Allocation_log recorded;
 // Where let_escape puts what it is given; volatile, so that the store is not left out.
 const void* volatile escaped = nullptr;
 
@@ -39,7 +39,7 @@ void operator delete[](void* memory) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t) noexcept { release(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
 
-namespace zevo::catalogue_test {
+namespace zevo::test {
 
 Allocation_scope::Allocation_scope() {
     recorded = {};
@@ -52,4 +52,4 @@ Allocation_log Allocation_scope::log() const { return recorded; }
 
 void let_escape(const void* object) { escaped = object; }
 
-}  // namespace zevo::catalogue_test
+}  // namespace zevo::test
