@@ -128,9 +128,9 @@ TEST(Promise, set_value_wakes_a_waiter_blocked_in_get) {
 }
 
 TEST(Promise, set_value_does_not_run_the_cleanup) {
+    int cleanups = 0;  // outlives the future, whose end runs the cleanup
     Promise<int> promise;
     Future<int> future = promise.get_future();
-    int cleanups = 0;
     install_cleanup(future.state(), [&cleanups] { ++cleanups; });
     promise.set_value(1);
     EXPECT_EQ(cleanups, 0);
