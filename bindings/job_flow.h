@@ -1,13 +1,26 @@
 #pragma once
-// The steps every job of the ten extensions shares, written once over any proxy type. A job runs
-// on the host's thread; cancel comes from another host thread and meets it only through the
-// atomic flag.
+// What every job of the ten extensions shares, over any proxy face: forgetting a stale cancel,
+// the polling loop that waits for a call's answer while watching the cancel flag, and cancel.
+// A job blocks its host thread; cancel comes on another and meets the job only through the flag.
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <utility>
+#include <vector>
 
+#include "bindings/uds_record.h"
+#include "extension/meta_info.h"
+#include "extension/serialize.h"
 #include "extension/uds_response_code.h"
+#include "proxy/future.h"
 
 namespace ruv::dm::foundation::extension::job_flow {
+
+/// The slice a polling job sleeps between two looks at its cancel flag. A completion ends the
+/// slice at once, so it only bounds how late a cancellation is seen.
+constexpr std::chrono::nanoseconds polling_period{1'000'000};
 
 /// A cancel that came before this job started is forgotten: a job is never born cancelled.
 inline void forget_stale_cancel(std::atomic<bool>& cancel_requested) noexcept {
@@ -16,18 +29,62 @@ inline void forget_stale_cancel(std::atomic<bool>& cancel_requested) noexcept {
     }
 }
 
-/// A job reaches its service only through proxy_, and only discovery sets it; this build has no
-/// discovery and no request path yet, so every job answers as without a service: generalReject.
-template <class Proxy>
-types::UDSResponseCodeType run(const Proxy* /*proxy*/, std::atomic<bool>& cancel_requested) noexcept {
-    forget_stale_cancel(cancel_requested);
-    return types::general_reject;
+/// Polls until the call is answered (true) or a cancel is seen (false). The readiness test comes
+/// before the flag in every pass, so an answer that is there is taken even beside a cancel.
+template <class T>
+bool wait_for_answer(const kel::com::Future<T>& future, const std::atomic<bool>& cancel_requested) {
+    for (;;) {
+        // Never blocks; a future missing either state reference, or a deferred one, is not ready.
+        if (future.valid() && future.wait_until(std::chrono::system_clock::now()) == std::future_status::ready) {
+            return true;
+        }
+        if (cancel_requested.load(std::memory_order_acquire)) {
+            return false;
+        }
+        // Throws std::future_error(no_state) when the standard future has no shared state; the
+        // outcome of the wait itself is the next pass's business.
+        static_cast<void>(future.wait_until(std::chrono::system_clock::now() + polling_period));
+    }
 }
 
-/// Without a proxy there is nothing to cancel on: 0, and the flag stays as it is.
+/// Waits for a call without result and surfaces its stored exception. The future goes with
+/// this function, read or unread.
+inline void await_completion(kel::com::Future<void> future, const std::atomic<bool>& cancel_requested) {
+    if (wait_for_answer(future, cancel_requested)) {
+        future.get();
+    }
+}
+
+/// Waits for a call's Output and appends it to `response` as a UDS record; when a cancel comes
+/// first, or the answer is an exception, `response` stays as it was.
+template <class Output>
+void append_answer(kel::com::Future<Output> future, const std::atomic<bool>& cancel_requested,
+                   std::vector<std::uint8_t>& response) {
+    if (!wait_for_answer(future, cancel_requested)) {
+        return;
+    }
+    const Output output = future.get();
+    Serialize record(response);
+    uds_record::write_record(record, output);
+}
+
+/// Tells the service to cancel, then releases the blocked job: 1, also when the service could
+/// not be told; 0 without a proxy, and then the flag stays as it is. The Cancel call's future is
+/// kept unread until the next cancel or the object's end. Not to be run twice at once.
 template <class Proxy>
-types::UDSResponseCodeType cancel(const Proxy* /*proxy*/) noexcept {
-    return 0;
+types::UDSResponseCodeType cancel(Proxy* proxy, std::atomic<bool>& cancel_requested,
+                                  kel::com::Future<void>*& cancel_result, const Meta_info& meta_info) noexcept {
+    if (proxy == nullptr) {
+        return 0;
+    }
+    try {
+        kel::com::Future<void> issued = (*proxy->Cancel.impl)(meta_info);
+        delete std::exchange(cancel_result, new kel::com::Future<void>(std::move(issued)));
+    } catch (...) {
+        // What the remote side hears of it is not examined; the local job is released anyway.
+    }
+    cancel_requested.store(true, std::memory_order_release);
+    return 1;
 }
 
 }  // namespace ruv::dm::foundation::extension::job_flow

@@ -1,0 +1,212 @@
+// read of the four data identifiers on fake proxies: the record appended, failures folded into
+// response codes, and cancel from a second thread while read is blocked. Waiting is done on
+// the fake's call signal and the jobs' own futures, never by sleeping.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <exception>
+#include <future>
+#include <initializer_list>
+#include <stdexcept>
+#include <vector>
+
+#include "bindings/data_identifier_job.h"
+#include "job_test_support.h"
+
+namespace {
+
+using namespace talm::services::diag;
+using namespace zevo::test;
+
+const Meta_info meta_info{{"service_id", "0x22"}, {"tester_address", "0x0E80"}};
+const Meta_info cancel_meta_info{{"service_id", "0x22"}, {"cancel", "1"}};
+const Bytes untouched{0xDE, 0xAD};
+
+template <class Interface>
+class read_job : public testing::Test {
+protected:
+    using Output = typename Interface::Read::Output;
+    using Failure = typename Interface::UDSServiceFailed;
+
+    UDSResponseCodeType read(Bytes& response) {
+        return job_flow::read<Interface>(&proxy, members.cancel_requested, meta_info, response);
+    }
+    UDSResponseCodeType cancel(const Meta_info& info) {
+        return job_flow::cancel(&proxy, members.cancel_requested, members.cancel_result, info);
+    }
+    std::future<UDSResponseCodeType> read_in_background(Bytes& response) {
+        return std::async(std::launch::async, [this, &response] { return read(response); });
+    }
+    /// Cancels from this thread once read, on another one, has made its call; read's answer.
+    UDSResponseCodeType cancel_while_reading(Bytes& response) {
+        auto job = read_in_background(response);
+        proxy.Read.impl->wait_for_calls(1);
+        EXPECT_EQ(cancel(cancel_meta_info), 1);
+        return job.get();
+    }
+    void answer_with(const Output& output) {
+        proxy.Read.impl->set_hook([output](kel::com::Promise<Output>& promise) { promise.set_value(Output(output)); });
+    }
+    void fail_with(std::exception_ptr error) {
+        proxy.Read.impl->set_hook([error](kel::com::Promise<Output>& promise) { promise.set_exception(error); });
+    }
+    static Bytes untouched_then_sample() {
+        Bytes expected = untouched;
+        const Bytes record = Record_sample<Interface>::bytes();
+        expected.insert(expected.end(), record.begin(), record.end());
+        return expected;
+    }
+
+    Job_members members;
+    Fake_data_identifier_proxy<Interface> proxy;
+};
+
+using Data_identifiers =
+    testing::Types<d_2c55::DataIdentifier_ZevoZevovin, d_2c56::DataIdentifier_ZevoTrainingCounter,
+                   d_2c57::DataIdentifier_ZevoMissingKeyHistory, d_2c60::DataIdentifier_ZevoKeyList>;
+TYPED_TEST_SUITE(read_job, Data_identifiers, Identifier_label);
+
+TYPED_TEST(read_job, without_proxy_returns_0x10_after_clearing_a_stale_cancel) {
+    Fake_data_identifier_proxy<TypeParam>* const no_proxy = nullptr;
+    this->members.cancel_requested.store(true);
+    Bytes response = untouched;
+    EXPECT_EQ(job_flow::read<TypeParam>(no_proxy, this->members.cancel_requested, meta_info, response), 0x10);
+    EXPECT_EQ(response, untouched);
+    EXPECT_FALSE(this->members.cancel_requested.load());
+}
+
+TYPED_TEST(read_job, appends_the_record_behind_the_bytes_already_there) {
+    this->answer_with(Record_sample<TypeParam>::output());
+    Bytes response = untouched;
+    EXPECT_EQ(this->read(response), 0);
+    EXPECT_EQ(response, this->untouched_then_sample());
+    EXPECT_TRUE(this->proxy.Cancel.impl->calls().empty());
+}
+
+TYPED_TEST(read_job, hands_the_callers_meta_info_itself_to_Read) {
+    this->answer_with(Record_sample<TypeParam>::output());
+    Bytes response;
+    EXPECT_EQ(this->read(response), 0);
+    ASSERT_EQ(this->proxy.Read.impl->calls().size(), 1U);
+    EXPECT_EQ(std::get<0>(this->proxy.Read.impl->calls()[0]), meta_info);
+    EXPECT_EQ(this->proxy.Read.impl->meta_info_addresses()[0], &meta_info) << "passed by reference, not copied";
+}
+
+TYPED_TEST(read_job, returns_the_services_own_code_unchanged_and_writes_nothing) {
+    for (const UDSResponseCodeType code : std::initializer_list<UDSResponseCodeType>{0x22, 0x31, 0x78, 0xFE}) {
+        this->fail_with(std::make_exception_ptr(typename TestFixture::Failure(code)));
+        Bytes response = untouched;
+        EXPECT_EQ(this->read(response), code);
+        EXPECT_EQ(response, untouched);
+    }
+}
+
+TYPED_TEST(read_job, a_service_code_of_0_answers_0_with_no_bytes_written) {
+    this->fail_with(std::make_exception_ptr(typename TestFixture::Failure(0x00)));
+    Bytes response = untouched;
+    EXPECT_EQ(this->read(response), 0);
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(read_job, a_transport_failure_answers_0x10) {
+    this->fail_with(std::make_exception_ptr(ruv::com::Transport_exception(0x81)));
+    Bytes response = untouched;
+    EXPECT_EQ(this->read(response), 0x10);
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(read_job, an_out_of_range_answer_gives_0x10_and_never_0x13) {
+    this->fail_with(std::make_exception_ptr(std::out_of_range("short")));
+    Bytes response = untouched;
+    EXPECT_EQ(this->read(response), 0x10);
+}
+
+TYPED_TEST(read_job, a_call_refused_as_service_not_available_answers_0x10) {
+    this->proxy.Read.impl->set_hook([](auto&) { throw ruv::com::Service_not_available_exception(); });
+    Bytes response = untouched;
+    EXPECT_EQ(this->read(response), 0x10);
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(read_job, a_broken_promise_answers_0x10) {
+    Bytes response = untouched;
+    auto job = this->read_in_background(response);
+    this->proxy.Read.impl->wait_for_calls(1);
+    this->proxy.Read.impl->drop_promises();
+    EXPECT_EQ(job.get(), 0x10);
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(read_job, a_cancel_before_read_has_no_effect_on_it) {
+    EXPECT_EQ(this->cancel(cancel_meta_info), 1);
+    Bytes response = untouched;
+    auto job = this->read_in_background(response);
+    this->proxy.Read.impl->wait_for_calls(1);
+    this->proxy.Read.impl->promise(0)->set_value(Record_sample<TypeParam>::output());
+    EXPECT_EQ(job.get(), 0);
+    EXPECT_EQ(response, this->untouched_then_sample());
+    EXPECT_FALSE(this->members.cancel_requested.load());
+}
+
+TYPED_TEST(read_job, a_cancel_during_read_ends_it_with_0_and_the_response_untouched) {
+    Bytes response = untouched;
+    EXPECT_EQ(this->cancel_while_reading(response), 0);
+    EXPECT_EQ(response, untouched);
+    ASSERT_EQ(this->proxy.Cancel.impl->calls().size(), 1U);
+    EXPECT_EQ(std::get<0>(this->proxy.Cancel.impl->calls()[0]), cancel_meta_info);
+
+    this->proxy.Read.impl->promise(0)->set_value(Record_sample<TypeParam>::output());  // too late: read by nobody
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(read_job, a_blocked_read_still_ends_with_0_when_the_Cancel_call_throws) {
+    this->proxy.Cancel.impl->set_hook([](kel::com::Promise<void>&) { throw ruv::com::Transport_exception(0x86); });
+    Bytes response = untouched;
+    EXPECT_EQ(this->cancel_while_reading(response), 0);
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(read_job, an_answer_that_arrives_with_a_cancel_is_taken) {
+    this->proxy.Read.impl->set_hook([this](kel::com::Promise<typename TestFixture::Output>& promise) {
+        promise.set_value(Record_sample<TypeParam>::output());
+        EXPECT_EQ(this->cancel(cancel_meta_info), 1);
+    });
+    Bytes response = untouched;
+    EXPECT_EQ(this->read(response), 0);
+    EXPECT_EQ(response, this->untouched_then_sample()) << "the readiness test comes before the flag";
+    EXPECT_TRUE(this->members.cancel_requested.load()) << "the flag stays set until the next job";
+}
+
+TEST(read_job_0x2C55, the_error_of_another_interface_is_no_service_error_here_and_answers_0x10) {
+    using Interface = d_2c55::DataIdentifier_ZevoZevovin;
+    Job_members members;
+    Fake_data_identifier_proxy<Interface> proxy;
+    using Foreign_error = d_2c56::DataIdentifier_ZevoTrainingCounter::UDSServiceFailed;
+    proxy.Read.impl->set_hook(
+        [](auto& promise) { promise.set_exception(std::make_exception_ptr(Foreign_error(0x31))); });
+    Bytes response;
+    EXPECT_EQ(job_flow::read<Interface>(&proxy, members.cancel_requested, meta_info, response), 0x10);
+}
+
+TEST(read_job_0x2C56, counter_0x1234_gives_0x12_0x34_behind_its_byte) {
+    using Interface = d_2c56::DataIdentifier_ZevoTrainingCounter;
+    Job_members members;
+    Fake_data_identifier_proxy<Interface> proxy;
+    proxy.Read.impl->set_hook([](auto& promise) { promise.set_value({0x00, 0x1234}); });
+    Bytes response;
+    EXPECT_EQ(job_flow::read<Interface>(&proxy, members.cancel_requested, meta_info, response), 0);
+    EXPECT_EQ(response, (Bytes{0x00, 0x12, 0x34}));
+}
+
+TEST(read_job_0x2C60, an_empty_key_list_gives_exactly_two_bytes) {
+    using Interface = d_2c60::DataIdentifier_ZevoKeyList;
+    Job_members members;
+    Fake_data_identifier_proxy<Interface> proxy;
+    proxy.Read.impl->set_hook([](auto& promise) { promise.set_value({0x01, 0x02, {}}); });
+    Bytes response;
+    EXPECT_EQ(job_flow::read<Interface>(&proxy, members.cancel_requested, meta_info, response), 0);
+    EXPECT_EQ(response, (Bytes{0x01, 0x02}));
+}
+
+}  // namespace
