@@ -34,18 +34,22 @@ inline void write_error_codes(ruv::com::cpp_binding::Error_payload_writer& write
 
 }  // namespace talm::services::diag
 
+/// What both forms of UDSServiceFailed declare besides their constructors and codes.
+#define ZEVO_SERVICE_FAILED_OVERRIDES                                                            \
+    static constexpr std::uint8_t code = 2;                                                      \
+    ~UDSServiceFailed() override;                                                                \
+    const char* what() const noexcept override;                                                  \
+    std::uint8_t error_code() const noexcept override;                                           \
+    void write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const override;
+
 /// The UDSServiceFailed nested in a data identifier's interface: `response_code` answers read.
 #define ZEVO_DATA_IDENTIFIER_SERVICE_FAILED                                                          \
     class ZEVO_EXPORT UDSServiceFailed final : public ::ruv::com::cpp_binding::Application_error_exception { \
     public:                                                                                           \
-        static constexpr std::uint8_t code = 2;                                                       \
         explicit UDSServiceFailed(::ruv::dm::types::UDSResponseCodeType read_code) noexcept;          \
         /** Throws std::out_of_range("Read beyond the end of the data buffer") on an empty payload. */ \
         explicit UDSServiceFailed(const std::vector<std::uint8_t>& payload);                         \
-        ~UDSServiceFailed() override;                                                                 \
-        const char* what() const noexcept override;                                                   \
-        std::uint8_t error_code() const noexcept override;                                            \
-        void write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const override;      \
+        ZEVO_SERVICE_FAILED_OVERRIDES                                                                 \
         ::ruv::dm::types::UDSResponseCodeType response_code = 0;                                      \
     };
 
@@ -54,16 +58,12 @@ inline void write_error_codes(ruv::com::cpp_binding::Error_payload_writer& write
 #define ZEVO_ROUTINE_SERVICE_FAILED                                                                  \
     class ZEVO_EXPORT UDSServiceFailed final : public ::ruv::com::cpp_binding::Application_error_exception { \
     public:                                                                                           \
-        static constexpr std::uint8_t code = 2;                                                       \
         UDSServiceFailed(::ruv::dm::types::UDSResponseCodeType results_code,                          \
                          ::ruv::dm::types::UDSResponseCodeType start_code) noexcept;                  \
         /** Needs both bytes, also where only one is used; throws std::out_of_range               \
             ("Read beyond the end of the data buffer") otherwise. Later bytes are ignored. */         \
         explicit UDSServiceFailed(const std::vector<std::uint8_t>& payload);                         \
-        ~UDSServiceFailed() override;                                                                 \
-        const char* what() const noexcept override;                                                   \
-        std::uint8_t error_code() const noexcept override;                                            \
-        void write_payload(::ruv::com::cpp_binding::Error_payload_writer& writer) const override;      \
+        ZEVO_SERVICE_FAILED_OVERRIDES                                                                 \
         ::ruv::dm::types::UDSResponseCodeType response_code = 0;                                      \
         ::ruv::dm::types::UDSResponseCodeType start_response_code = 0;                                \
     };

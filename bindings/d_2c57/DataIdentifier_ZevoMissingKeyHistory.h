@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "bindings/output_records.h"
 #include "bindings/service_interface.h"
 
 namespace talm::services::diag::d_2c57 {
@@ -20,13 +21,7 @@ public:
     struct Cancel : Cancel_method {};
 
     struct Read : Output_method<UDSServiceFailed> {
-        struct Output {
-            std::uint8_t field_1;
-            std::uint8_t field_2;
-            std::vector<std::uint8_t> field_3;
-            auto fields() { return std::tie(field_1, field_2, field_3); }
-            auto fields() const { return std::tie(field_1, field_2, field_3); }
-        };
+        struct Output : Two_bytes_and_vector_record {};
         using Signature = Output(const Meta_info&);
     };
 };

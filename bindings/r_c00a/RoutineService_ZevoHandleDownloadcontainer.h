@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "bindings/output_records.h"
 #include "bindings/service_interface.h"
 
 namespace talm::services::diag::r_c00a {
@@ -20,12 +21,7 @@ public:
     struct Cancel : Cancel_method {};
 
     struct RequestResults : Output_method<UDSServiceFailed> {
-        struct Output {
-            std::uint8_t field_1;
-            std::uint8_t field_2;
-            auto fields() { return std::tie(field_1, field_2); }
-            auto fields() const { return std::tie(field_1, field_2); }
-        };
+        struct Output : Two_bytes_record {};
         using Signature = Output(const Meta_info&);
     };
 

@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "bindings/output_records.h"
 #include "bindings/service_interface.h"
 
 namespace talm::services::diag::r_c00c {
@@ -20,13 +21,7 @@ public:
     struct Cancel : Cancel_method {};
 
     struct RequestResults : Output_method<UDSServiceFailed> {
-        struct Output {
-            std::array<std::uint8_t, 1> field_1;
-            std::array<std::uint8_t, 1> field_2;
-            std::array<std::uint8_t, 16> field_3;
-            auto fields() { return std::tie(field_1, field_2, field_3); }
-            auto fields() const { return std::tie(field_1, field_2, field_3); }
-        };
+        struct Output : Two_bytes_and_hash_record {};
         using Signature = Output(const Meta_info&);
     };
 
