@@ -15,8 +15,8 @@ variants=("$@")
 for variant in "${variants[@]}"; do
   case "$variant" in
     plain) options=(-DCMAKE_CXX_COMPILER=g++) ;;
-    asan) options=(-DCMAKE_CXX_COMPILER=clang++-14 -DZEVO_SANITIZE=address,undefined) ;;
-    tsan) options=(-DCMAKE_CXX_COMPILER=g++ -DZEVO_SANITIZE=thread) ;;
+    asan) options=(-DCMAKE_CXX_COMPILER=clang++-14 -DZEVO_SANITIZE=address,undefined -DZEVO_BUILD_BENCH=OFF) ;;
+    tsan) options=(-DCMAKE_CXX_COMPILER=g++ -DZEVO_SANITIZE=thread -DZEVO_BUILD_BENCH=OFF) ;;
     *) echo "unknown build variant: $variant (plain, asan or tsan)" >&2; exit 2 ;;
   esac
   build="$root/build/test-$variant"

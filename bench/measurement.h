@@ -1,0 +1,132 @@
+#pragma once
+// Measuring helpers of job_wait_bench: rounds of hand-offs between the calling thread and an
+// answering thread, percentiles of their latencies, and what a thread uses of the processor.
+// thread_usage() speaks for the thread that calls it.
+
+#include <sys/resource.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace zevo::bench {
+
+using Clock = std::chrono::steady_clock;
+using Latencies = std::vector<Clock::duration>;
+
+/// Runs `rounds` hand-offs: the calling thread runs wait(round) and stamps its return, a second
+/// thread runs act(round), which gives back the moment it acted. Returns action -> return per
+/// round. A wait must not throw (the second thread would be left unjoined).
+template <class Wait, class Act>
+Latencies measure_rounds(std::size_t rounds, Wait wait, Act act) {
+    std::vector<Clock::time_point> acted(rounds);
+    std::thread answering([&] {
+        for (std::size_t round = 0; round < rounds; ++round) {
+            acted[round] = act(round);
+        }
+    });
+    std::vector<Clock::time_point> returned(rounds);
+    for (std::size_t round = 0; round < rounds; ++round) {
+        wait(round);
+        returned[round] = Clock::now();
+    }
+    answering.join();
+    Latencies latencies(rounds);
+    for (std::size_t round = 0; round < rounds; ++round) {
+        latencies[round] = returned[round] - acted[round];
+    }
+    return latencies;
+}
+
+/// Nearest-rank percentiles of a set of latencies, in microseconds.
+struct Percentiles {
+    double median_us = 0;
+    double p99_us = 0;
+};
+
+inline double microseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::micro>(duration).count();
+}
+
+inline Percentiles percentiles(Latencies samples) {
+    if (samples.empty()) {
+        throw std::invalid_argument("no samples");
+    }
+    std::sort(samples.begin(), samples.end());
+    const auto rank = [&samples](double fraction) {
+        const auto count = static_cast<double>(samples.size());
+        const auto index = static_cast<std::size_t>(std::ceil(fraction * count));
+        return samples[std::max<std::size_t>(index, 1) - 1];
+    };
+    return {microseconds(rank(0.50)), microseconds(rank(0.99))};
+}
+
+/// Processor time and context switches of one thread. A voluntary switch is a sleep in the
+/// kernel, so a thread that waits in slices makes one per slice: its count of wake-ups.
+struct Thread_usage {
+    std::chrono::nanoseconds cpu{0};  ///< user and system time, CLOCK_THREAD_CPUTIME_ID
+    long voluntary_switches = 0;      ///< ru_nvcsw of RUSAGE_THREAD
+    long involuntary_switches = 0;    ///< ru_nivcsw of RUSAGE_THREAD
+
+    Thread_usage& operator+=(const Thread_usage& other) {
+        cpu += other.cpu;
+        voluntary_switches += other.voluntary_switches;
+        involuntary_switches += other.involuntary_switches;
+        return *this;
+    }
+};
+
+inline Thread_usage operator-(const Thread_usage& later, const Thread_usage& earlier) {
+    return {later.cpu - earlier.cpu, later.voluntary_switches - earlier.voluntary_switches,
+            later.involuntary_switches - earlier.involuntary_switches};
+}
+
+/// What the calling thread has used since it started.
+inline Thread_usage thread_usage() {
+    timespec cpu{};
+    if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &cpu) != 0) {
+        throw std::system_error(errno, std::generic_category(), "clock_gettime(CLOCK_THREAD_CPUTIME_ID)");
+    }
+    rusage usage{};
+    if (getrusage(RUSAGE_THREAD, &usage) != 0) {
+        throw std::system_error(errno, std::generic_category(), "getrusage(RUSAGE_THREAD)");
+    }
+    return {std::chrono::seconds(cpu.tv_sec) + std::chrono::nanoseconds(cpu.tv_nsec), usage.ru_nvcsw,
+            usage.ru_nivcsw};
+}
+
+/// What a thread used while it was blocked, and for how long it was blocked.
+struct Idle_cost {
+    Thread_usage usage;
+    Clock::duration wall{};
+
+    Idle_cost& operator+=(const Idle_cost& other) {
+        usage += other.usage;
+        wall += other.wall;
+        return *this;
+    }
+    double percent_of_core() const { return 100.0 * microseconds(usage.cpu) / microseconds(wall); }
+    double wake_ups_per_second() const {
+        return static_cast<double>(usage.voluntary_switches) / std::chrono::duration<double>(wall).count();
+    }
+};
+
+/// Runs `block` on the calling thread and tells what it cost that thread.
+template <class Block>
+Idle_cost idle_cost_of(Block&& block) {
+    const Thread_usage before = thread_usage();
+    const auto started = Clock::now();
+    block();
+    const auto ended = Clock::now();
+    const Thread_usage after = thread_usage();
+    return {after - before, ended - started};
+}
+
+}  // namespace zevo::bench
