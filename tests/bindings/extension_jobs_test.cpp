@@ -1,6 +1,7 @@
 // The ten extension classes with a proxy attached: their jobs run the shared flows on their own
 // generated proxy, whose calls are refused as those of an unavailable service, so every call
-// answers 0x10 while decoding still answers 0x13 first, and cancel still releases.
+// answers 0x10 while decoding still answers 0x13 first, and cancel still releases. Every job
+// runs on a thread of its own and is waited for with a bound (bounded_wait.h).
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "bounded_wait.h"
 #include "extension/served_extensions.h"
 
 namespace {
@@ -16,6 +18,7 @@ namespace {
 using namespace talm::services::diag;
 using ruv::dm::foundation::extension::Meta_info;
 using Bytes = std::vector<std::uint8_t>;
+using zevo::test::run_in_background;
 
 const Meta_info meta_info{{"service_id", "0x22"}, {"tester_address", "0x0E80"}};
 const Bytes untouched{0xDE, 0xAD, 0xBE, 0xEF};
@@ -31,6 +34,13 @@ struct Attached : Class {
     // Deleted with the object by the Extension_service_callback base.
     Attached() { this->proxy_ = new std::remove_pointer_t<decltype(this->proxy_)>(nullptr); }
 };
+
+/// `job` of `extension` on a thread of its own; a hung job is released through the extension's
+/// cancel flag, the only thing it could be waiting for with a proxy that refuses every call.
+template <class Class, class Job>
+auto within_bound(const char* what, Attached<Class>& extension, Job job) {
+    return run_in_background(what, job, [&extension] { extension.cancel_requested_.store(true); }).finish();
+}
 
 template <class Class>
 class attached_data_identifier : public testing::Test {};
@@ -61,7 +71,7 @@ TYPED_TEST_SUITE(attached_routine, Routine_classes, Interface_name);
 TYPED_TEST(attached_data_identifier, read_answers_0x10_when_the_proxy_refuses_the_call) {
     Attached<TypeParam> extension;
     Bytes response = untouched;
-    EXPECT_EQ(extension.read(meta_info, response), 0x10);
+    EXPECT_EQ(within_bound("read", extension, [&] { return extension.read(meta_info, response); }), 0x10);
     EXPECT_EQ(response, untouched);
 }
 
@@ -72,7 +82,7 @@ TYPED_TEST(attached_data_identifier, cancel_answers_1_and_releases_even_when_Can
     EXPECT_EQ(extension.cancel_result_, nullptr) << "a refused call leaves no future to keep";
 
     Bytes response;
-    EXPECT_EQ(extension.read(meta_info, response), 0x10);
+    EXPECT_EQ(within_bound("read", extension, [&] { return extension.read(meta_info, response); }), 0x10);
     EXPECT_FALSE(extension.cancel_requested_.load()) << "the next job forgets the stale cancel";
 }
 
@@ -80,8 +90,10 @@ TYPED_TEST(attached_routine, start_and_request_results_answer_0x10_when_the_prox
     Attached<TypeParam> extension;
     Bytes request(17, 0x01);
     Bytes response = untouched;
-    EXPECT_EQ(extension.start(request, meta_info, response), 0x10);
-    EXPECT_EQ(extension.request_results(request, meta_info, response), 0x10);
+    EXPECT_EQ(within_bound("start", extension, [&] { return extension.start(request, meta_info, response); }), 0x10);
+    EXPECT_EQ(within_bound("request_results", extension,
+                           [&] { return extension.request_results(request, meta_info, response); }),
+              0x10);
     EXPECT_EQ(request, Bytes(17, 0x01));
     EXPECT_EQ(response, untouched);
 }
@@ -90,7 +102,7 @@ TYPED_TEST(attached_routine, start_answers_0x13_for_an_empty_request_before_any_
     Attached<TypeParam> extension;
     Bytes request;
     Bytes response = untouched;
-    EXPECT_EQ(extension.start(request, meta_info, response), 0x13);
+    EXPECT_EQ(within_bound("start", extension, [&] { return extension.start(request, meta_info, response); }), 0x13);
     EXPECT_EQ(response, untouched);
 }
 
@@ -98,7 +110,9 @@ TYPED_TEST(attached_routine, request_results_never_answers_0x13_for_an_empty_req
     Attached<TypeParam> extension;
     Bytes request;
     Bytes response;
-    EXPECT_EQ(extension.request_results(request, meta_info, response), 0x10);
+    EXPECT_EQ(within_bound("request_results", extension,
+                           [&] { return extension.request_results(request, meta_info, response); }),
+              0x10);
     EXPECT_TRUE(response.empty());
 }
 

@@ -2,8 +2,10 @@
 // Test-side proxies with the face the jobs call (Cancel, Read / RequestResults, Start, each an
 // `impl` returning a kel::com::Future). A call, on any thread, records its arguments and promise,
 // wakes waiters and runs the test's hook on the calling thread; the test completes the promises.
+// Waiting for a call is bounded, so a job that never makes its call fails the test in seconds.
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
@@ -13,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "bounded_wait.h"
 #include "extension/meta_info.h"
 #include "proxy/future.h"
 #include "proxy/promise.h"
@@ -56,10 +59,11 @@ public:
         hook_ = std::move(hook);
     }
 
-    /// Blocks until at least `count` calls have been recorded.
-    void wait_for_calls(std::size_t count) const {
+    /// True once at least `count` calls have been recorded; false when they have not come within
+    /// `bound`. Thread-safe.
+    [[nodiscard]] bool wait_for_calls(std::size_t count, std::chrono::seconds bound = hang_bound) const {
         std::unique_lock<std::mutex> lock(mutex_);
-        called_.wait(lock, [&] { return calls_.size() >= count; });
+        return called_.wait_for(lock, bound, [&] { return calls_.size() >= count; });
     }
 
     std::vector<Arguments> calls() const {

@@ -1,5 +1,6 @@
 // The parts all jobs share: the polling loop's order (answer before flag, then the timed wait),
-// forgetting a stale cancel, and cancel with its kept future, on fake proxies.
+// forgetting a stale cancel, and cancel with its kept future, on fake proxies. Every polling
+// loop runs on a thread of its own and is waited for with a bound (bounded_wait.h).
 
 #include <gtest/gtest.h>
 
@@ -19,26 +20,35 @@ using namespace zevo::test;
 
 const Meta_info meta_info{{"service_id", "0x22"}, {"tester_address", "0x0E80"}};
 
+/// wait_for_answer on a thread of its own; a hung wait is released by `release`.
+template <class T, class Release>
+bool wait_for_answer_within_bound(const kel::com::Future<T>& future, const std::atomic<bool>& cancel_requested,
+                                  Release release) {
+    return run_in_background(
+               "wait_for_answer", [&] { return job_flow::wait_for_answer(future, cancel_requested); }, release)
+        .finish();
+}
+
 TEST(job_flow_wait, an_answer_that_is_there_is_taken_even_with_the_flag_set) {
     kel::com::Promise<int> promise;
     const kel::com::Future<int> future = promise.get_future();
     promise.set_value(7);
     const std::atomic<bool> cancel_requested{true};
-    EXPECT_TRUE(job_flow::wait_for_answer(future, cancel_requested));
+    EXPECT_TRUE(wait_for_answer_within_bound(future, cancel_requested, [] {}));
 }
 
 TEST(job_flow_wait, the_flag_ends_the_wait_when_no_answer_is_there) {
     kel::com::Promise<void> promise;
     const kel::com::Future<void> future = promise.get_future();
     const std::atomic<bool> cancel_requested{true};
-    EXPECT_FALSE(job_flow::wait_for_answer(future, cancel_requested));
+    EXPECT_FALSE(wait_for_answer_within_bound(future, cancel_requested, [&promise] { promise.set_value(); }));
 }
 
 TEST(job_flow_wait, a_future_without_shared_state_raises_no_state_in_the_timed_wait) {
     const kel::com::Future<void> empty;
-    const std::atomic<bool> cancel_requested{false};
+    std::atomic<bool> cancel_requested{false};
     try {
-        static_cast<void>(job_flow::wait_for_answer(empty, cancel_requested));
+        static_cast<void>(wait_for_answer_within_bound(empty, cancel_requested, [&] { cancel_requested.store(true); }));
         FAIL() << "no exception";
     } catch (const std::future_error& error) {
         EXPECT_EQ(error.code(), std::future_errc::no_state);
@@ -48,25 +58,40 @@ TEST(job_flow_wait, a_future_without_shared_state_raises_no_state_in_the_timed_w
 TEST(job_flow_wait, a_future_without_shared_state_tests_not_ready_and_the_flag_comes_first) {
     const kel::com::Future<void> empty;
     const std::atomic<bool> cancel_requested{true};
-    EXPECT_FALSE(job_flow::wait_for_answer(empty, cancel_requested));
+    EXPECT_FALSE(wait_for_answer_within_bound(empty, cancel_requested, [] {}));
 }
 
+// Nothing can release a loop that ignored the flag here: such a hang ends the program.
 TEST(job_flow_wait, a_deferred_result_counts_as_not_ready_and_is_never_run) {
     bool ran = false;
     const kel::com::Future<int> deferred(std::async(std::launch::deferred, [&ran] { ran = true; return 1; }),
                                          std::make_shared<kel::com::future_detail::State>());
     const std::atomic<bool> cancel_requested{true};
-    EXPECT_FALSE(job_flow::wait_for_answer(deferred, cancel_requested));
+    EXPECT_FALSE(wait_for_answer_within_bound(deferred, cancel_requested, [] {}));
     EXPECT_FALSE(ran);
 }
 
 TEST(job_flow_wait, an_answer_from_another_thread_ends_the_wait) {
     kel::com::Promise<void> promise;
     const kel::com::Future<void> future = promise.get_future();
-    const std::atomic<bool> cancel_requested{false};
-    auto waiter = std::async(std::launch::async, [&] { return job_flow::wait_for_answer(future, cancel_requested); });
+    std::atomic<bool> cancel_requested{false};
+    auto waiter = run_in_background("wait_for_answer",
+                                    [&] { return job_flow::wait_for_answer(future, cancel_requested); },
+                                    [&] { cancel_requested.store(true); });
     promise.set_value();
-    EXPECT_TRUE(waiter.get());
+    EXPECT_TRUE(waiter.finish());
+}
+
+TEST(job_flow_wait, a_promise_broken_on_another_thread_ends_the_wait) {
+    auto promise = std::make_unique<kel::com::Promise<void>>();
+    kel::com::Future<void> future = promise->get_future();
+    std::atomic<bool> cancel_requested{false};
+    auto waiter = run_in_background("wait_for_answer",
+                                    [&] { return job_flow::wait_for_answer(future, cancel_requested); },
+                                    [&] { cancel_requested.store(true); });
+    promise.reset();
+    EXPECT_TRUE(waiter.finish());
+    EXPECT_THROW(future.get(), std::future_error) << "broken_promise, looked at after the wait is over";
 }
 
 TEST(job_flow_stale_cancel, a_set_flag_is_cleared_and_a_clear_one_stays) {

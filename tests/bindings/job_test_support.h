@@ -1,7 +1,13 @@
 #pragma once
-// What the job tests share: the fake proxies, the record samples and the names of the flows and
-// of the runtime's failures. Included by test sources only.
+// What the job tests share: the fake proxies, the record samples, the bounded wait for a job run
+// on another thread, and the names of the flows and of the runtime's failures. Included by test
+// sources only.
 
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+#include "bounded_wait.h"
 #include "extension/uds_response_code.h"
 #include "fake_proxy.h"
 #include "record_samples.h"
@@ -11,5 +17,20 @@ namespace zevo::test {
 
 namespace job_flow = ruv::dm::foundation::extension::job_flow;
 using ruv::dm::types::UDSResponseCodeType;
+
+/// Waits for call number `index` (from 0) of `method`, made by `job` on its own thread, hands
+/// that call's promise to `meet` on this thread, then returns `job`'s answer: how a test
+/// completes, breaks or cancels a call from another thread than the job's. A call that never
+/// comes fails the test and releases the job at once.
+template <class R, class Signature, class Meet>
+R finish_after_call(Background_job<R>& job, const Fake_call<Signature>& method, std::size_t index,
+                    const std::string& method_name, Meet&& meet) {
+    if (!method.wait_for_calls(index + 1)) {
+        ADD_FAILURE() << method_name << " was never called";
+        return job.finish(std::chrono::seconds(0));
+    }
+    meet(*method.promise(index));
+    return job.finish();
+}
 
 }  // namespace zevo::test

@@ -1,6 +1,8 @@
 // start and request_results of the six routines on fake proxies: request bytes cut into Start's
 // arguments, short requests refused before any call, the results record appended, failures
-// folded into response codes, and cancel from a second thread while a job is blocked.
+// folded into response codes, answers and cancels that come from another thread than the job's,
+// and cancel while a job is blocked. Every job runs on a thread of its own and is waited for with
+// a bound (bounded_wait.h); threads are ordered by the fake's call signal, never by sleeping.
 
 #include <gtest/gtest.h>
 
@@ -8,9 +10,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <future>
 #include <stdexcept>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "bindings/routine_job.h"
@@ -39,31 +41,68 @@ class routine_job : public testing::Test {
 protected:
     using Output = typename Interface::RequestResults::Output;
     using Failure = typename Interface::UDSServiceFailed;
+    using Start_promise = kel::com::Promise<void>;
+    using Results_promise = kel::com::Promise<Output>;
 
-    UDSResponseCodeType start(const Bytes& request) {
-        return job_flow::start<Interface>(&proxy, members.cancel_requested, request, meta_info);
+    /// The jobs on a thread of their own, over `attached`; a hung job is released by release().
+    Background_job<UDSResponseCodeType> start_in_background(Bytes request) {
+        return run_in_background(
+            "start",
+            [this, request] {
+                return job_flow::start<Interface>(attached, members.cancel_requested, request, meta_info);
+            },
+            [this] { release(); });
     }
+    Background_job<UDSResponseCodeType> request_results_in_background(Bytes request, Bytes& response) {
+        return run_in_background("request_results",
+                                 [this, request, &response] {
+                                     return job_flow::request_results<Interface>(attached, members.cancel_requested,
+                                                                                 request, meta_info, response);
+                                 },
+                                 [this] { release(); });
+    }
+    UDSResponseCodeType start(const Bytes& request) { return start_in_background(request).finish(); }
     UDSResponseCodeType request_results(const Bytes& request, Bytes& response) {
-        return job_flow::request_results<Interface>(&proxy, members.cancel_requested, request, meta_info, response);
+        return request_results_in_background(request, response).finish();
+    }
+    /// The jobs on another thread, with `meet` run on this one once their call is there.
+    template <class Meet>
+    UDSResponseCodeType start_meeting_its_call(Meet&& meet) {
+        const std::size_t index = proxy.Start.impl->calls().size();
+        auto job = start_in_background(valid_request);
+        return finish_after_call(job, *proxy.Start.impl, index, "Start", std::forward<Meet>(meet));
+    }
+    template <class Meet>
+    UDSResponseCodeType request_results_meeting_its_call(Bytes& response, Meet&& meet) {
+        const std::size_t index = proxy.RequestResults.impl->calls().size();
+        auto job = request_results_in_background(valid_request, response);
+        return finish_after_call(job, *proxy.RequestResults.impl, index, "RequestResults", std::forward<Meet>(meet));
     }
     UDSResponseCodeType cancel() {
         return job_flow::cancel(&proxy, members.cancel_requested, members.cancel_result, cancel_meta_info);
     }
+    /// Makes a hung job return: the flag it polls, and broken futures for the calls it waits on.
+    void release() {
+        members.cancel_requested.store(true);
+        proxy.Start.impl->drop_promises();
+        proxy.RequestResults.impl->drop_promises();
+    }
     /// Completes every call of both methods at once with `error`.
     void fail_with(std::exception_ptr error) {
-        proxy.Start.impl->set_hook([error](kel::com::Promise<void>& promise) { promise.set_exception(error); });
-        proxy.RequestResults.impl->set_hook(
-            [error](kel::com::Promise<Output>& promise) { promise.set_exception(error); });
+        proxy.Start.impl->set_hook([error](Start_promise& promise) { promise.set_exception(error); });
+        proxy.RequestResults.impl->set_hook([error](Results_promise& promise) { promise.set_exception(error); });
     }
     void refuse_calls() {
         proxy.Start.impl->set_hook([](auto&) { throw ruv::com::Service_not_available_exception(); });
         proxy.RequestResults.impl->set_hook([](auto&) { throw ruv::com::Service_not_available_exception(); });
     }
     void answer_calls() {
-        proxy.Start.impl->set_hook([](kel::com::Promise<void>& promise) { promise.set_value(); });
+        proxy.Start.impl->set_hook([](Start_promise& promise) { promise.set_value(); });
         proxy.RequestResults.impl->set_hook(
-            [](kel::com::Promise<Output>& promise) { promise.set_value(Record_sample<Interface>::output()); });
+            [](Results_promise& promise) { promise.set_value(Record_sample<Interface>::output()); });
     }
+    static void answer(Start_promise& promise) { promise.set_value(); }
+    static void answer(Results_promise& promise) { promise.set_value(Record_sample<Interface>::output()); }
     static Bytes untouched_then_sample() {
         Bytes expected = untouched;
         const Bytes record = Record_sample<Interface>::bytes();
@@ -75,6 +114,7 @@ protected:
     const Bytes valid_request = counting_request(17);
     Job_members members;
     Fake_routine_proxy<Interface> proxy;
+    Fake_routine_proxy<Interface>* attached = &proxy;  ///< what the jobs are given
 };
 
 using Routines =
@@ -84,19 +124,16 @@ using Routines =
 TYPED_TEST_SUITE(routine_job, Routines, Identifier_label);
 
 TYPED_TEST(routine_job, without_proxy_start_returns_0x10_before_looking_at_the_request) {
-    Fake_routine_proxy<TypeParam>* const no_proxy = nullptr;
+    this->attached = nullptr;
     this->members.cancel_requested.store(true);
-    EXPECT_EQ(job_flow::start<TypeParam>(no_proxy, this->members.cancel_requested, Bytes{}, meta_info), 0x10)
-        << "0x10 and not 0x13 for an empty request";
+    EXPECT_EQ(this->start(Bytes{}), 0x10) << "0x10 and not 0x13 for an empty request";
     EXPECT_FALSE(this->members.cancel_requested.load()) << "a stale cancel is forgotten first";
 }
 
 TYPED_TEST(routine_job, without_proxy_request_results_returns_0x10_and_writes_nothing) {
-    Fake_routine_proxy<TypeParam>* const no_proxy = nullptr;
+    this->attached = nullptr;
     Bytes response = untouched;
-    EXPECT_EQ(job_flow::request_results<TypeParam>(no_proxy, this->members.cancel_requested, this->valid_request,
-                                                   meta_info, response),
-              0x10);
+    EXPECT_EQ(this->request_results(this->valid_request, response), 0x10);
     EXPECT_EQ(response, untouched);
 }
 
@@ -132,6 +169,14 @@ TYPED_TEST(routine_job, request_results_passes_any_request_on_and_appends_the_re
     EXPECT_NE(this->proxy.RequestResults.impl->meta_info_addresses()[0], &meta_info) << "a copy of meta_info";
 }
 
+TYPED_TEST(routine_job, answers_completed_on_another_thread_end_both_jobs) {
+    const auto answer = [](auto& promise) { TestFixture::answer(promise); };
+    EXPECT_EQ(this->start_meeting_its_call(answer), 0);
+    Bytes response = untouched;
+    EXPECT_EQ(this->request_results_meeting_its_call(response, answer), 0);
+    EXPECT_EQ(response, this->untouched_then_sample());
+}
+
 TYPED_TEST(routine_job, a_service_error_gives_start_its_second_code_and_request_results_its_first) {
     this->fail_with(std::make_exception_ptr(typename TestFixture::Failure(0x22, 0x31)));
     EXPECT_EQ(this->start(this->valid_request), 0x31);
@@ -163,6 +208,32 @@ TYPED_TEST(routine_job, an_out_of_range_answer_is_folded_into_0x13_like_a_short_
     EXPECT_EQ(this->request_results(this->valid_request, response), 0x13);
 }
 
+// The exceptions are held here until every job is over: the thread that caught one never drops
+// the last reference while another thread still looks at it.
+TYPED_TEST(routine_job, failures_completed_on_another_thread_fold_as_they_do_on_the_jobs_own) {
+    struct Case {
+        std::exception_ptr error;
+        UDSResponseCodeType start_code;
+        UDSResponseCodeType request_results_code;
+    };
+    const Case failures[] = {
+        {std::make_exception_ptr(typename TestFixture::Failure(0x22, 0x31)), 0x31, 0x22},
+        {std::make_exception_ptr(typename TestFixture::Failure(0x00, 0x00)), 0x00, 0x00},
+        {std::make_exception_ptr(ruv::com::Transport_exception(0x8A)), 0x10, 0x10},
+        {std::make_exception_ptr(std::out_of_range("short")), 0x13, 0x13},
+        {std::make_exception_ptr(std::runtime_error("other")), 0x10, 0x10},
+    };
+    for (const Case& failure : failures) {
+        SCOPED_TRACE(testing::Message() << "expected codes " << int{failure.start_code} << ", "
+                                        << int{failure.request_results_code});
+        const auto fail = [&failure](auto& promise) { promise.set_exception(failure.error); };
+        EXPECT_EQ(this->start_meeting_its_call(fail), failure.start_code);
+        Bytes response = untouched;
+        EXPECT_EQ(this->request_results_meeting_its_call(response, fail), failure.request_results_code);
+        EXPECT_EQ(response, untouched);
+    }
+}
+
 TYPED_TEST(routine_job, calls_refused_as_service_not_available_answer_0x10) {
     this->refuse_calls();
     EXPECT_EQ(this->start(this->valid_request), 0x10);
@@ -171,26 +242,22 @@ TYPED_TEST(routine_job, calls_refused_as_service_not_available_answer_0x10) {
     EXPECT_EQ(response, untouched);
 }
 
-TYPED_TEST(routine_job, broken_promises_answer_0x10) {
-    auto started = std::async(std::launch::async, [this] { return this->start(this->valid_request); });
-    this->proxy.Start.impl->wait_for_calls(1);
+TYPED_TEST(routine_job, promises_broken_on_another_thread_answer_0x10) {
+    auto started = this->start_in_background(this->valid_request);
+    ASSERT_TRUE(this->proxy.Start.impl->wait_for_calls(1)) << "Start was never called";
     this->proxy.Start.impl->drop_promises();
-    EXPECT_EQ(started.get(), 0x10);
+    EXPECT_EQ(started.finish(), 0x10);
 
     Bytes response = untouched;
-    auto results = std::async(std::launch::async,
-                              [this, &response] { return this->request_results(this->valid_request, response); });
-    this->proxy.RequestResults.impl->wait_for_calls(1);
+    auto results = this->request_results_in_background(this->valid_request, response);
+    ASSERT_TRUE(this->proxy.RequestResults.impl->wait_for_calls(1)) << "RequestResults was never called";
     this->proxy.RequestResults.impl->drop_promises();
-    EXPECT_EQ(results.get(), 0x10);
+    EXPECT_EQ(results.finish(), 0x10);
     EXPECT_EQ(response, untouched);
 }
 
 TYPED_TEST(routine_job, a_cancel_during_start_ends_it_with_0_after_Start_then_Cancel) {
-    auto job = std::async(std::launch::async, [this] { return this->start(this->valid_request); });
-    this->proxy.Start.impl->wait_for_calls(1);
-    EXPECT_EQ(this->cancel(), 1);
-    EXPECT_EQ(job.get(), 0);
+    EXPECT_EQ(this->start_meeting_its_call([this](auto&) { EXPECT_EQ(this->cancel(), 1); }), 0);
     EXPECT_EQ(this->proxy.Start.impl->calls().size(), 1U);
     ASSERT_EQ(this->proxy.Cancel.impl->calls().size(), 1U);
     EXPECT_EQ(std::get<0>(this->proxy.Cancel.impl->calls()[0]), cancel_meta_info);
@@ -198,19 +265,26 @@ TYPED_TEST(routine_job, a_cancel_during_start_ends_it_with_0_after_Start_then_Ca
 
 TYPED_TEST(routine_job, a_cancel_during_request_results_ends_it_with_0_and_the_response_untouched) {
     Bytes response = untouched;
-    auto job = std::async(std::launch::async,
-                          [this, &response] { return this->request_results(this->valid_request, response); });
-    this->proxy.RequestResults.impl->wait_for_calls(1);
-    EXPECT_EQ(this->cancel(), 1);
-    EXPECT_EQ(job.get(), 0);
+    EXPECT_EQ(this->request_results_meeting_its_call(response, [this](auto&) { EXPECT_EQ(this->cancel(), 1); }), 0);
     EXPECT_EQ(response, untouched);
     this->proxy.RequestResults.impl->promise(0)->set_value(Record_sample<TypeParam>::output());  // read by nobody
+    EXPECT_EQ(response, untouched);
+}
+
+TYPED_TEST(routine_job, blocked_jobs_still_end_with_0_when_the_Cancel_call_throws) {
+    this->proxy.Cancel.impl->set_hook([](kel::com::Promise<void>&) { throw ruv::com::Transport_exception(0x86); });
+    const auto cancel = [this](auto&) { EXPECT_EQ(this->cancel(), 1); };
+    EXPECT_EQ(this->start_meeting_its_call(cancel), 0);
+    Bytes response = untouched;
+    EXPECT_EQ(this->request_results_meeting_its_call(response, cancel), 0);
+    EXPECT_EQ(response, untouched);
+    EXPECT_EQ(this->proxy.Cancel.impl->calls().size(), 2U);
 }
 
 // A cancel that lands after the flag was cleared and before the polling loop: the Start call is
 // made all the same, and the loop's first pass ends the job.
 TYPED_TEST(routine_job, a_cancel_before_the_polling_loop_does_not_stop_the_Start_call) {
-    this->proxy.Start.impl->set_hook([this](kel::com::Promise<void>&) { EXPECT_EQ(this->cancel(), 1); });
+    this->proxy.Start.impl->set_hook([this](typename TestFixture::Start_promise&) { EXPECT_EQ(this->cancel(), 1); });
     EXPECT_EQ(this->start(this->valid_request), 0);
     EXPECT_EQ(this->proxy.Start.impl->calls().size(), 1U);
     EXPECT_EQ(this->proxy.Cancel.impl->calls().size(), 1U);
@@ -218,21 +292,52 @@ TYPED_TEST(routine_job, a_cancel_before_the_polling_loop_does_not_stop_the_Start
 }
 
 TYPED_TEST(routine_job, a_cancel_before_a_job_has_no_effect_on_it) {
-    EXPECT_EQ(this->cancel(), 1);
-    this->proxy.Start.impl->set_hook([this](kel::com::Promise<void>& promise) {
+    const auto answer_after_a_cleared_flag = [this](auto& promise) {
         EXPECT_FALSE(this->members.cancel_requested.load()) << "cleared before the call";
-        promise.set_value();
-    });
-    EXPECT_EQ(this->start(this->valid_request), 0);
+        TestFixture::answer(promise);
+    };
+    EXPECT_EQ(this->cancel(), 1);
+    EXPECT_EQ(this->start_meeting_its_call(answer_after_a_cleared_flag), 0);
 
     EXPECT_EQ(this->cancel(), 1);
     Bytes response = untouched;
-    auto job = std::async(std::launch::async,
-                          [this, &response] { return this->request_results(this->valid_request, response); });
-    this->proxy.RequestResults.impl->wait_for_calls(1);
-    this->proxy.RequestResults.impl->promise(0)->set_value(Record_sample<TypeParam>::output());
-    EXPECT_EQ(job.get(), 0);
+    EXPECT_EQ(this->request_results_meeting_its_call(response, answer_after_a_cleared_flag), 0);
     EXPECT_EQ(response, this->untouched_then_sample());
+}
+
+TYPED_TEST(routine_job, a_cancel_after_a_job_leaves_its_answer_and_the_next_job_forgets_it) {
+    const auto answer = [](auto& promise) { TestFixture::answer(promise); };
+    EXPECT_EQ(this->start_meeting_its_call(answer), 0);
+    EXPECT_EQ(this->cancel(), 1);
+    EXPECT_TRUE(this->members.cancel_requested.load()) << "the flag stays set until the next job";
+
+    Bytes response = untouched;
+    EXPECT_EQ(this->request_results_meeting_its_call(response, answer), 0);
+    EXPECT_EQ(response, this->untouched_then_sample());
+    EXPECT_EQ(this->cancel(), 1);
+    EXPECT_EQ(response, this->untouched_then_sample());
+
+    EXPECT_EQ(this->start_meeting_its_call(answer), 0);
+    EXPECT_FALSE(this->members.cancel_requested.load());
+}
+
+// The answer and the cancel both come from a third thread, and both are in before the job's
+// first look: the call does not return to the job until that thread is done.
+TYPED_TEST(routine_job, answers_from_another_thread_that_arrive_with_a_cancel_are_taken) {
+    const auto answer_and_cancel = [this](auto& promise) {
+        on_another_thread("the answer and the cancel", [this, &promise] {
+            TestFixture::answer(promise);
+            EXPECT_EQ(this->cancel(), 1);
+        });
+    };
+    this->proxy.Start.impl->set_hook(answer_and_cancel);
+    this->proxy.RequestResults.impl->set_hook(answer_and_cancel);
+    EXPECT_EQ(this->start(this->valid_request), 0);
+    EXPECT_TRUE(this->members.cancel_requested.load());
+    Bytes response = untouched;
+    EXPECT_EQ(this->request_results(this->valid_request, response), 0);
+    EXPECT_EQ(response, this->untouched_then_sample()) << "the readiness test comes before the flag";
+    EXPECT_TRUE(this->members.cancel_requested.load());
 }
 
 // Decoding by kind. Variable: one byte, then every remaining byte as a vector.
@@ -314,24 +419,18 @@ TYPED_TEST(single_byte_routine_start, three_bytes_pass_the_first_alone) {
     EXPECT_EQ(this->proxy.Start.impl->calls()[0], std::make_tuple(meta_info, std::uint8_t{0x0C}));
 }
 
-TEST(routine_job_0xC00F, the_error_of_another_interface_is_no_service_error_here_and_answers_0x10) {
-    using Interface = r_c00f::RoutineService_ZevoGetState;
-    Job_members members;
-    Fake_routine_proxy<Interface> proxy;
+using routine_job_0xC00F = routine_job<r_c00f::RoutineService_ZevoGetState>;
+TEST_F(routine_job_0xC00F, the_error_of_another_interface_is_no_service_error_here_and_answers_0x10) {
     using Foreign_error = r_c00d::RoutineService_ZevoGetPssHash::UDSServiceFailed;
-    proxy.Start.impl->set_hook([](kel::com::Promise<void>& promise) {
-        promise.set_exception(std::make_exception_ptr(Foreign_error(0x22, 0x31)));
-    });
-    EXPECT_EQ(job_flow::start<Interface>(&proxy, members.cancel_requested, Bytes{0x01}, meta_info), 0x10);
+    fail_with(std::make_exception_ptr(Foreign_error(0x22, 0x31)));
+    EXPECT_EQ(start(Bytes{0x01}), 0x10);
 }
 
-TEST(routine_job_0x0648, an_empty_debug_vector_gives_exactly_two_bytes) {
-    using Interface = r_0648::RoutineService_ZevoDebug;
-    Job_members members;
-    Fake_routine_proxy<Interface> proxy;
+using routine_job_0x0648 = routine_job<r_0648::RoutineService_ZevoDebug>;
+TEST_F(routine_job_0x0648, an_empty_debug_vector_gives_exactly_two_bytes) {
     proxy.RequestResults.impl->set_hook([](auto& promise) { promise.set_value({0x01, 0x02, {}}); });
     Bytes response;
-    EXPECT_EQ(job_flow::request_results<Interface>(&proxy, members.cancel_requested, Bytes{}, meta_info, response), 0);
+    EXPECT_EQ(request_results(Bytes{}, response), 0);
     EXPECT_EQ(response, (Bytes{0x01, 0x02}));
 }
 
