@@ -1,0 +1,13 @@
+#pragma once
+// The fixed texts of the exceptions that the SOME/IP serialisation layer throws, for the texts
+// that more than one of its components use. Constants only.
+
+namespace ruv::com::someip::serialization::error_texts {
+
+inline constexpr const char* invalid_length_field_size = "Invalid value for length field size.";
+inline constexpr const char* read_beyond_end = "Read beyond the end of the data buffer";
+inline constexpr const char* record_length_too_small =
+    "Violation of [PRS_SOMEIP_00900]: Record length given by sender is too small. This is possibly due to a "
+    "mismatch between the data models of sender and receiver.";
+
+}  // namespace ruv::com::someip::serialization::error_texts
