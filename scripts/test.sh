@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the project and runs the whole test suite three times: a plain g++ build, a clang build
-# with AddressSanitizer and UndefinedBehaviorSanitizer, and a g++ build with ThreadSanitizer.
-# Any failing test or sanitizer report fails the run. Usage: scripts/test.sh [plain|asan|tsan]...
+# with AddressSanitizer and UndefinedBehaviorSanitizer, and a g++ build with ThreadSanitizer; then
+# runs each fuzz target for 30 s (scripts/fuzz.sh 30). Any failing test, sanitizer report or fuzz
+# crash fails the run. Usage: scripts/test.sh [plain|asan|tsan|fuzz]...
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh" test
@@ -11,13 +12,14 @@ export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
 
 variants=("$@")
-[ ${#variants[@]} -gt 0 ] || variants=(plain asan tsan)
+[ ${#variants[@]} -gt 0 ] || variants=(plain asan tsan fuzz)
 for variant in "${variants[@]}"; do
   case "$variant" in
+    fuzz) "$root/scripts/fuzz.sh" 30; continue ;;
     plain) options=(-DCMAKE_CXX_COMPILER=g++) ;;
     asan) options=(-DCMAKE_CXX_COMPILER=clang++-14 -DZEVO_SANITIZE=address,undefined -DZEVO_BUILD_BENCH=OFF) ;;
     tsan) options=(-DCMAKE_CXX_COMPILER=g++ -DZEVO_SANITIZE=thread -DZEVO_BUILD_BENCH=OFF) ;;
-    *) echo "unknown build variant: $variant (plain, asan or tsan)" >&2; exit 2 ;;
+    *) echo "unknown build variant: $variant (plain, asan, tsan or fuzz)" >&2; exit 2 ;;
   esac
   build="$root/build/test-$variant"
   echo "=== $variant build ==="

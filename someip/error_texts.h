@@ -9,5 +9,11 @@ inline constexpr const char* read_beyond_end = "Read beyond the end of the data 
 inline constexpr const char* record_length_too_small =
     "Violation of [PRS_SOMEIP_00900]: Record length given by sender is too small. This is possibly due to a "
     "mismatch between the data models of sender and receiver.";
+inline constexpr const char* record_length_smaller_than_expected =
+    "Violation of [PRS_SOMEIP_00900]: Record length provided by sender is smaller than expected. This is possibly "
+    "due to a mismatch between the data models of sender and receiver.";
+inline constexpr const char* size_overflow = "Deserialization detected std::size_t overflow.";
+inline constexpr const char* invalid_end_position = "Deserialization calculated invalid end position.";
+inline constexpr const char* null_destination = "destination cannot be NULL";
 
 }  // namespace ruv::com::someip::serialization::error_texts

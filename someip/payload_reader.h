@@ -1,5 +1,6 @@
 #pragma once
-// Readers of the SOME/IP response values with a length field: byte vectors and fixed byte arrays;
+// Readers of the SOME/IP values with a length field: byte vectors and fixed byte arrays of the
+// responses, and the strings and string maps of the requests, which only the service side reads;
 // basic integers go through deserialize_dispatch. Any thread, on the caller's buffer; no state.
 // Throw std::out_of_range, std::overflow_error, std::invalid_argument with fixed texts; the value
 // is left partly filled and the caller drops it.
@@ -7,7 +8,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "someip/byte_order.h"
@@ -22,6 +25,17 @@ namespace ruv::com::someip::serialization {
 /// within the payload before the first element is read.
 void read_byte_vector(Read_buffer<std::vector<std::uint8_t>>& buffer, std::vector<std::uint8_t>& value,
                       const Serialization_properties& properties);
+
+/// A length field of `string_length_field_size` bytes and that many bytes, taken as they stand.
+/// The whole string must lie within the payload before the first byte is taken.
+void read_string(Read_buffer<std::vector<std::uint8_t>>& buffer, std::string& value,
+                 const Serialization_properties& properties);
+
+/// A 4-byte length field with the size of all entries, then key and value of each entry as
+/// strings, until the record is used up; a key that comes again keeps its later value. The record
+/// must lie within the payload, and an entry that runs past its end fails the map.
+void read_string_map(Read_buffer<std::vector<std::uint8_t>>& buffer, std::map<std::string, std::string>& value,
+                     const Serialization_properties& properties);
 
 /// A 4-byte length field of at least N, the N elements, and the surplus the length promises,
 /// skipped unread.

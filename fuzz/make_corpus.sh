@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Writes the seed corpora of the fuzz targets, fuzz/corpus/<target>/<name>, from the byte
+# vectors of the payload and host tests. Run it after changing a vector here; the files are
+# kept in the repository. Usage: fuzz/make_corpus.sh
+set -euo pipefail
+corpus="$(cd "$(dirname "$0")" && pwd)/corpus"
+
+# seed TARGET NAME HEX...: one file of the bytes given in hex (spaces ignored).
+seed() {
+  local target=$1 name=$2
+  shift 2
+  mkdir -p "$corpus/$target"
+  local hex
+  hex=$(printf '%s' "$*" | tr -d ' ')
+  local bytes=""
+  for ((i = 0; i < ${#hex}; i += 2)); do
+    bytes+="\\x${hex:i:2}"
+  done
+  printf "$bytes" >"$corpus/$target/$name"
+}
+
+# Responses: the shortest good payload of each Output, the widened and cut forms the reader must
+# treat in their own ways, and application error payloads.
+r=someip_response_fuzz
+seed $r empty ""
+seed $r 0x2C55_minimal "00000001 A1 00000011 0102030405060708090A0B0C0D0E0F1011"
+seed $r 0x2C55_widened_first_array "00000003 A1EEEE 00000011 0102030405060708090A0B0C0D0E0F1011"
+seed $r 0x2C56_minimal "07 1234"
+seed $r 0x2C57_minimal "01 02 00000000"
+seed $r 0x2C60_nine_bytes "01 02 00000003 AABBCC"
+seed $r 0x2C60_vector_past_the_end "01 02 FFFFFFFF AA"
+seed $r 0x0648_minimal "01 02 00000000"
+seed $r 0xC00A_minimal "01 02"
+seed $r 0xC00C_minimal "00000001 A1 00000001 B2 00000010 202122232425262728292A2B2C2D2E2F"
+seed $r 0xC00C_hash_length_15 "00000001 A1 00000001 B2 0000000F 202122232425262728292A2B2C2D2E2F30"
+seed $r 0xC00F_twelve_bytes "01020304050607 ABCD 09 0A 0B"
+seed $r error_code_2_routine "02 31 7F"
+seed $r error_routine_one_byte "22"
+
+# Tester requests: reads, writes and the three routine controls of the served identifiers, Start
+# option bytes of each argument shape, and requests the host refuses.
+u=uds_request_fuzz
+seed $u read_0x2C56 "22 2C56"
+seed $u read_three_dids "22 2C55 F190 2C60"
+seed $u read_odd_length "22 2C56 01"
+seed $u write_0x2C57 "2E 2C57 00 01 02"
+seed $u start_0x0648_byte_and_vector "31 01 0648 07 AABB"
+seed $u start_0xC00B_arrays "31 01 C00B 5A 101112131415161718191A1B1C1D1E1F"
+seed $u start_0xC00F_suppressed "31 81 C00F 00"
+seed $u stop_0xC00D "31 02 C00D 00"
+seed $u results_0xC00A "31 03 C00A"
+seed $u routine_unknown_type "31 04 C00F"
+seed $u unknown_service "10 03"
