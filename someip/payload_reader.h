@@ -44,9 +44,7 @@ void read_byte_array(Read_buffer<std::vector<std::uint8_t>>& buffer, std::array<
                      const Serialization_properties& properties) {
     const std::size_t length = read_length_field(4, buffer, properties);
     if (length < N) {
-        throw std::out_of_range(
-            "Violation of [PRS_SOMEIP_00900]: Record length provided by sender is smaller than expected. This is "
-            "possibly due to a mismatch between the data models of sender and receiver.");
+        throw std::out_of_range(error_texts::record_length_smaller_than_expected);
     }
     const std::size_t start = buffer.offset();
     for (std::uint8_t& element : value) {

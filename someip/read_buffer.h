@@ -22,7 +22,7 @@ public:
     /// Copies the next `count` bytes to `destination` and moves past them.
     void read_bytes(std::size_t count, std::uint8_t* destination) {
         if (destination == nullptr) {
-            throw std::invalid_argument("destination cannot be NULL");
+            throw std::invalid_argument(someip::serialization::error_texts::null_destination);
         }
         check_available(count);
         if (count != 0) {
