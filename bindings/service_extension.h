@@ -27,9 +27,9 @@ public:                                                                         
     static constexpr const char* interface_name = #Interface;                                   \
     Interface##_extension() noexcept = default;                                                 \
     ~Interface##_extension() override;                                                          \
-    /* The search for the service starts with discovery; until then attach has nothing to do. */ \
-    void attach(const std::string& /*instance*/) override {}                                    \
-    void detach() override {}                                                                   \
+    /* attach starts the search for the service; detach stops its flow, the proxy stays. */      \
+    void attach(const std::string& instance) override { this->start_find_service(instance); }   \
+    void detach() override { Extension_service_callback::detach(); }                            \
                                                                                                  \
 protected:                                                                                       \
     std::atomic<bool> cancel_requested_{false}; /* set by cancel, cleared by the next job */    \

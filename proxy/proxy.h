@@ -9,6 +9,8 @@ namespace ara::com::internal::proxy {
 template <class Interface>
 class Proxy {
 public:
+    using Interface_type = Interface;
+
     explicit Proxy(ruv::com::cpp_binding::proxy::Rport* owned_port) noexcept : port(owned_port) {}
     Proxy(const Proxy&) = delete;
     Proxy& operator=(const Proxy&) = delete;

@@ -12,6 +12,7 @@
 
 #include "bounded_wait.h"
 #include "extension/served_extensions.h"
+#include "tests/support/unavailable_port.h"
 
 namespace {
 
@@ -23,8 +24,9 @@ using zevo::test::run_in_background;
 const Meta_info meta_info{{"service_id", "0x22"}, {"tester_address", "0x0E80"}};
 const Bytes untouched{0xDE, 0xAD, 0xBE, 0xEF};
 
-// Reaches the members of an extension class from a derived class and attaches a real proxy
-// built on no port: its methods refuse every call with Service_not_available_exception.
+// Reaches the members of an extension class from a derived class and attaches a real proxy on a
+// port whose service is not available: its methods refuse every call with
+// Service_not_available_exception.
 template <class Class>
 struct Attached : Class {
     using Class::cancel_requested_;
@@ -32,7 +34,7 @@ struct Attached : Class {
     using Class::proxy_;
 
     // Deleted with the object by the Extension_service_callback base.
-    Attached() { this->proxy_ = new std::remove_pointer_t<decltype(this->proxy_)>(nullptr); }
+    Attached() { this->proxy_ = new std::remove_pointer_t<decltype(this->proxy_)>(zevo::test::make_unavailable_port()); }
 };
 
 /// `job` of `extension` on a thread of its own; a hung job is released through the extension's

@@ -22,6 +22,7 @@
 #include "proxy/method_request.h"
 #include "proxy/promise.h"
 #include "raw_object.h"
+#include "tests/support/unavailable_port.h"
 #include "ruv/com/infrastructure_exception.h"
 #include "service_catalogue.h"
 
@@ -304,7 +305,7 @@ TYPED_TEST(proxy_face, futures_of_its_promises_stay_valid_after_the_proxy_is_des
 
 TYPED_TEST(proxy_face, every_method_refuses_the_call_with_service_not_available) {
     using Face = typename Expected<TypeParam>::Proxy;
-    Face proxy(nullptr);
+    Face proxy(make_unavailable_port(TypeParam::name));
     for_each_method<TypeParam>(proxy, [](auto& member, auto tag) {
         using Tag = typename decltype(tag)::type;
         try {
@@ -319,7 +320,7 @@ TYPED_TEST(proxy_face, every_method_refuses_the_call_with_service_not_available)
 
 TYPED_TEST(proxy_face, a_refused_method_can_be_called_again) {
     using Face = typename Expected<TypeParam>::Proxy;
-    Face proxy(nullptr);
+    Face proxy(make_unavailable_port(TypeParam::name));
     for (int attempt = 0; attempt < 3; ++attempt) {
         EXPECT_THROW(Default_call<typename TypeParam::Cancel::Signature>::on(*proxy.Cancel.impl),
                      ruv::com::Service_not_available_exception);

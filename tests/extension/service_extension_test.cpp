@@ -175,12 +175,12 @@ TYPED_TEST(routine_extension, stop_stays_the_base_default_and_changes_nothing) {
     EXPECT_EQ(response, untouched);
 }
 
-TYPED_TEST(routine_extension, attach_and_detach_without_discovery_change_nothing) {
+TYPED_TEST(routine_extension, attach_and_detach_with_no_service_offered_leave_no_proxy) {
     Probe<TypeParam> extension;
     extension.attach("1");
     extension.detach();
     EXPECT_EQ(extension.proxy_, nullptr);
-    EXPECT_EQ(extension.find_service_handle_, nullptr);
+    EXPECT_NE(extension.find_service_handle_, nullptr) << "detach keeps the search's handle";
     std::vector<std::uint8_t> request{0x01};
     std::vector<std::uint8_t> response;
     EXPECT_EQ(extension.request_results(request, meta_info, response), 0x10);

@@ -1,0 +1,77 @@
+#include "com/local/pending_call.h"
+
+#include <utility>
+
+#include "com/local/local_service.h"
+
+namespace ruv::com::local::detail {
+
+Pending_call::Pending_call(std::uint64_t call_id, Response_handler handler,
+                           std::shared_ptr<runtime::Runtime> runtime,
+                           std::weak_ptr<Local_service> service) noexcept
+    : id_(call_id),
+      runtime_(std::move(runtime)),
+      service_(std::move(service)),
+      handler_(std::move(handler)) {}
+
+bool Pending_call::outstanding() const noexcept {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return !ended_;
+}
+
+bool Pending_call::answer(std::uint8_t return_code, kel::com::runtime::Serialized_payload response) {
+    Response_handler handler;
+    if (!end(handler)) {
+        return false;
+    }
+    runtime_->dispatcher().post(
+        [handler = std::move(handler), return_code, response = std::move(response)]() mutable {
+            if (handler) {
+                handler(return_code, std::move(response));
+            }
+        });
+    return true;
+}
+
+bool Pending_call::drop() noexcept {
+    Response_handler handler;
+    if (!end(handler)) {
+        return false;
+    }
+    try {
+        runtime_->dispatcher().post([handler = std::move(handler)] { static_cast<void>(handler); });
+    } catch (...) {  // no memory for the task: the handler has gone with it, here
+    }
+    return true;
+}
+
+void Pending_call::set_timeout(const runtime::Request_timer::Key& key) noexcept {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!ended_) {
+            timeout_ = key;
+            return;
+        }
+    }
+    runtime_->timer().cancel(key);
+}
+
+bool Pending_call::end(Response_handler& handler) noexcept {
+    runtime::Request_timer::Key timeout;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (ended_) {
+            return false;
+        }
+        ended_ = true;
+        handler.swap(handler_);
+        timeout = timeout_;
+    }
+    runtime_->timer().cancel(timeout);
+    if (const std::shared_ptr<Local_service> service = service_.lock()) {
+        service->forget(id_);
+    }
+    return true;
+}
+
+}  // namespace ruv::com::local::detail

@@ -1,0 +1,60 @@
+#pragma once
+// One call of a local service between its request and its end. It ends exactly once, by the
+// first of: the provider's answer, a drop (its Reply gone unanswered), the request timeout
+// (0x86), or withdrawal (0xFF). The end hands the response handler to a runtime thread, to be
+// called or, for a drop, destroyed. Thread-safe; no lock is held while anything else runs.
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "kel/com/runtime/method_call.h"
+#include "kel/com/runtime/serialized_payload.h"
+#include "ruv/com/runtime/request_timer.h"
+#include "ruv/com/runtime/runtime.h"
+#include "ruv/com/runtime/service_binding.h"
+
+namespace ruv::com::local::detail {
+
+class Local_service;
+
+class Pending_call final : public kel::com::runtime::Call_entry {
+public:
+    using Response_handler = runtime::Service_binding::Response_handler;
+
+    /// `runtime` must not be null. `service` is told when the call ends, so that it forgets it.
+    Pending_call(std::uint64_t call_id, Response_handler handler,
+                 std::shared_ptr<runtime::Runtime> runtime,
+                 std::weak_ptr<Local_service> service) noexcept;
+
+    std::uint64_t id() const noexcept { return id_; }
+    bool outstanding() const noexcept override;
+
+    /// Ends the call with this answer; the handler runs on a dispatcher thread (or is destroyed,
+    /// uncalled, when the runtime has stopped). False when the call had ended already.
+    /// Throws std::bad_alloc: the call has then ended and its handler is destroyed.
+    bool answer(std::uint8_t return_code, kel::com::runtime::Serialized_payload response);
+
+    /// Ends the call without an answer: the handler is destroyed uncalled on a dispatcher thread
+    /// (here, if that cannot be arranged). False when the call had ended already.
+    bool drop() noexcept;
+
+    /// Remembers the timeout's key, to cancel it at the end; cancels it at once if the call has
+    /// ended meanwhile.
+    void set_timeout(const runtime::Request_timer::Key& key) noexcept;
+
+private:
+    /// Marks the call ended and takes its handler; false when it had ended already.
+    bool end(Response_handler& handler) noexcept;
+
+    const std::uint64_t id_;
+    const std::shared_ptr<runtime::Runtime> runtime_;
+    const std::weak_ptr<Local_service> service_;
+
+    mutable std::mutex mutex_;
+    bool ended_ = false;                  ///< guarded by mutex_
+    Response_handler handler_;            ///< guarded by mutex_; taken by the end
+    runtime::Request_timer::Key timeout_;  ///< guarded by mutex_
+};
+
+}  // namespace ruv::com::local::detail

@@ -1,0 +1,46 @@
+#pragma once
+// The runtime's worker threads: they run what the bindings post (calls to providers, response
+// handlers, discovery notifications), taken in posting order, never on the poster's thread (a
+// task posted from a worker runs later). post and stop are thread-safe and may be called from a
+// task; a task that throws is logged and the worker goes on.
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+
+namespace ruv::com::runtime {
+
+class Dispatcher {
+public:
+    using Task = std::function<void()>;
+
+    /// Starts `thread_count` workers (at least one). Throws std::system_error when a thread
+    /// cannot start (the started ones are stopped first), std::bad_alloc.
+    explicit Dispatcher(std::size_t thread_count);
+    /// stop().
+    ~Dispatcher();
+    Dispatcher(const Dispatcher&) = delete;
+    Dispatcher& operator=(const Dispatcher&) = delete;
+
+    /// Queues the task for the next free worker. False once stopped: the task is then destroyed
+    /// on this thread before the return, uncalled. Throws std::bad_alloc (the task is destroyed).
+    bool post(Task task);
+
+    /// Lets the running tasks finish, joins the workers (a worker that stops its own dispatcher
+    /// is detached instead), then destroys the queued tasks uncalled, on this thread. Later
+    /// posts fail. A second call returns at once.
+    void stop() noexcept;
+
+    /// True on one of this dispatcher's workers.
+    bool runs_on_worker() const noexcept;
+
+    std::size_t thread_count() const noexcept { return thread_count_; }
+
+private:
+    struct State;  ///< the queue and its lock, shared with the workers so that they may outlive this
+
+    const std::size_t thread_count_;
+    const std::shared_ptr<State> state_;
+};
+
+}  // namespace ruv::com::runtime
