@@ -17,14 +17,23 @@ namespace ruv::dm::foundation::extension::job_flow {
 /// cancelled, the service's own code for its UDSServiceFailed, 0x10 for every other failure.
 /// Decodes nothing, so it never answers 0x13.
 template <class Interface, class Proxy>
-types::UDSResponseCodeType read(Proxy* proxy, std::atomic<bool>& cancel_requested, const Meta_info& meta_info,
+types::UDSResponseCodeType read(Proxy* const& proxy, std::atomic<bool>& cancel_requested, const Meta_info& meta_info,
                                 std::vector<std::uint8_t>& response) {
     forget_stale_cancel(cancel_requested);
-    if (proxy == nullptr) {
-        return types::general_reject;
-    }
     try {
-        append_answer((*proxy->Read.impl)(meta_info), cancel_requested, response);
+        // The proxy is read once; the call is made on it before the guard is let go.
+        kel::com::Future<typename Interface::Read::Output> answer;
+        const bool attached = use_proxy(proxy, [&](Proxy* current) {
+            if (current == nullptr) {
+                return false;
+            }
+            answer = (*current->Read.impl)(meta_info);
+            return true;
+        });
+        if (!attached) {
+            return types::general_reject;
+        }
+        append_answer(std::move(answer), cancel_requested, response);
         return 0;
     } catch (const typename Interface::UDSServiceFailed& failure) {
         return failure.response_code;

@@ -12,6 +12,7 @@
 
 #include "bindings/uds_record.h"
 #include "extension/meta_info.h"
+#include "extension/proxy_guard.h"
 #include "extension/serialize.h"
 #include "extension/uds_response_code.h"
 #include "proxy/future.h"
@@ -72,16 +73,23 @@ void append_answer(kel::com::Future<Output> future, const std::atomic<bool>& can
 /// not be told; 0 without a proxy, and then the flag stays as it is. The Cancel call's future is
 /// kept unread until the next cancel or the object's end. Not to be run twice at once.
 template <class Proxy>
-types::UDSResponseCodeType cancel(Proxy* proxy, std::atomic<bool>& cancel_requested,
+types::UDSResponseCodeType cancel(Proxy* const& proxy, std::atomic<bool>& cancel_requested,
                                   kel::com::Future<void>*& cancel_result, const Meta_info& meta_info) noexcept {
-    if (proxy == nullptr) {
-        return 0;
-    }
+    bool attached = false;
     try {
-        kel::com::Future<void> issued = (*proxy->Cancel.impl)(meta_info);
-        delete std::exchange(cancel_result, new kel::com::Future<void>(std::move(issued)));
+        use_proxy(proxy, [&](Proxy* current) {
+            if (current == nullptr) {
+                return;
+            }
+            attached = true;
+            kel::com::Future<void> issued = (*current->Cancel.impl)(meta_info);
+            delete std::exchange(cancel_result, new kel::com::Future<void>(std::move(issued)));
+        });
     } catch (...) {
         // What the remote side hears of it is not examined; the local job is released anyway.
+    }
+    if (!attached) {
+        return 0;
     }
     cancel_requested.store(true, std::memory_order_release);
     return 1;

@@ -47,7 +47,7 @@ types::UDSResponseCodeType run_routine_job(Proxy* const& proxy, std::atomic<bool
                                            const std::vector<std::uint8_t>& request, const Meta_info& meta_info,
                                            types::UDSResponseCodeType Failure::*failure_code, Job&& job) {
     forget_stale_cancel(cancel_requested);
-    if (proxy == nullptr) {
+    if (!has_proxy(proxy)) {
         return types::general_reject;  // before the request is looked at: short requests get 0x10 too
     }
     Deserialize parameters(request, meta_info);
@@ -74,9 +74,13 @@ types::UDSResponseCodeType start(Proxy* const& proxy, std::atomic<bool>& cancel_
         proxy, cancel_requested, request, meta_info, &Failure::start_response_code, [&](Deserialize& parameters) {
             Start_input<typename Interface::Start::Signature> input{parameters.meta_info(), {}};
             uds_record::read_arguments(parameters, input.arguments);
-            Proxy& service = current_proxy(proxy);
-            auto call = [&](const auto&... argument) { return (*service.Start.impl)(input.meta_info, argument...); };
-            await_completion(std::apply(call, input.arguments), cancel_requested);
+            // The proxy is read again for the call, which is made before the guard is let go.
+            kel::com::Future<void> answer = use_proxy(proxy, [&](Proxy* current) {
+                Proxy& service = current_proxy(current);
+                auto call = [&](const auto&... argument) { return (*service.Start.impl)(input.meta_info, argument...); };
+                return std::apply(call, input.arguments);
+            });
+            await_completion(std::move(answer), cancel_requested);
         });
 }
 
@@ -91,7 +95,9 @@ types::UDSResponseCodeType request_results(Proxy* const& proxy, std::atomic<bool
     return run_routine_job<Failure>(
         proxy, cancel_requested, request, meta_info, &Failure::response_code, [&](const Deserialize& parameters) {
             const Meta_info input = parameters.meta_info();
-            append_answer((*current_proxy(proxy).RequestResults.impl)(input), cancel_requested, response);
+            auto answer = use_proxy(
+                proxy, [&](Proxy* current) { return (*current_proxy(current).RequestResults.impl)(input); });
+            append_answer(std::move(answer), cancel_requested, response);
         });
 }
 

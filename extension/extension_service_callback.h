@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ara/com/logger.h"
+#include "extension/proxy_guard.h"
 #include "kel/com/runtime/instance_id.h"
 #include "proxy/find_service_handle.h"
 #include "proxy/proxy_impl.h"
@@ -78,19 +79,21 @@ protected:
     /// same service still yields a new proxy; then one is built from the first handle, if any.
     void on_services_found(std::vector<Handle_type> found) {
         std::vector<Handle_type> handles = std::move(found);
-        delete std::exchange(proxy_, nullptr);
+        delete swap_proxy(proxy_, static_cast<Proxy*>(nullptr));
         if (handles.empty()) {
             return;
         }
         try {
             auto* const fresh = new Proxy(handles.front());
-            delete std::exchange(proxy_, fresh);
+            delete swap_proxy(proxy_, fresh);
         } catch (...) {
             // proxy_ stays null until the next non-empty list.
         }
     }
 
-    Proxy* proxy_ = nullptr;  ///< owned; the attached service, null while none is known
+    /// Owned; the attached service, null while none is known. Swapped by the discovery callback
+    /// and read by jobs, both under proxy_guard<Proxy>() (see proxy_guard.h).
+    Proxy* proxy_ = nullptr;
     ruv::com::cpp_binding::proxy::Find_service_handle* find_service_handle_ = nullptr;  ///< owned
 };
 
