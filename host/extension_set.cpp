@@ -1,5 +1,6 @@
 #include "host/extension_set.h"
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -40,6 +41,14 @@ std::vector<Extension_set::Entry> construct_all(Plugin_entry_points::Get_info ge
         throw;
     }
     return entries;
+}
+
+ruv::dm::foundation::extension::Extension& find_entry(const std::vector<Extension_set::Entry>& entries,
+                                                      std::uint16_t identifier, const char* kind) {
+    for (const auto& entry : entries) {
+        if (entry.identifier == identifier) return *entry.extension;
+    }
+    throw std::invalid_argument(std::string(kind) + " 0x" + format_hex_value(identifier, 4) + " is not served");
 }
 
 std::vector<std::uint16_t> identifiers_of(const std::vector<Extension_set::Entry>& entries) {
@@ -85,6 +94,15 @@ void Extension_set::detach_all() {
 std::vector<std::uint16_t> Extension_set::data_identifiers() const { return identifiers_of(data_identifiers_); }
 
 std::vector<std::uint16_t> Extension_set::routines() const { return identifiers_of(routines_); }
+
+Extension_data_identifier& Extension_set::data_identifier(std::uint16_t did) const {
+    // The kind is known from the construct function that made the object; the downcast needs no RTTI.
+    return static_cast<Extension_data_identifier&>(find_entry(data_identifiers_, did, "data identifier"));
+}
+
+Extension_routine_control& Extension_set::routine(std::uint16_t rid) const {
+    return static_cast<Extension_routine_control&>(find_entry(routines_, rid, "routine"));
+}
 
 void Extension_set::serve_with(Uds_dispatcher& dispatcher) const {
     // The kind is known from the construct function that made the object; the downcast needs no RTTI.

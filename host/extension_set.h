@@ -42,6 +42,11 @@ public:
     std::vector<std::uint16_t> data_identifiers() const;
     std::vector<std::uint16_t> routines() const;
 
+    /// The extension made for `did` or `rid`, to call directly. Throws std::invalid_argument when
+    /// the plug-in does not serve the identifier as that kind.
+    ruv::dm::foundation::extension::Extension_data_identifier& data_identifier(std::uint16_t did) const;
+    ruv::dm::foundation::extension::Extension_routine_control& routine(std::uint16_t rid) const;
+
     /// Registers every extension with `dispatcher`, which must not outlive the set.
     void serve_with(Uds_dispatcher& dispatcher) const;
 

@@ -1,33 +1,115 @@
 #include "host/host_application.h"
 
+#include <cstdlib>
 #include <exception>
+#include <optional>
+#include <string>
 
 #include "host/extension_set.h"
 #include "host/host_options.h"
+#include "host/interrupt_watcher.h"
 #include "host/plugin_library.h"
+#include "host/scenario_merge.h"
+#include "host/service_wait.h"
 #include "host/session_runner.h"
-#include "host/session_script.h"
 #include "host/uds_dispatcher.h"
+#include "ruv/com/local/provider_registry.h"
+#include "sim/key_simulator.h"
+#include "sim/scenario.h"
+#include "sim/session_plan.h"
 
 namespace zevo::host {
 namespace {
 
-int run_command(const Host_options& options, std::ostream& out, std::ostream& err) {
-    // Declared in this order so that the extensions are gone before the plug-in is closed.
+/// Sets the watcher's reaction for as long as it lives: whatever the reaction refers to must
+/// outlive the guard, and the destructor waits for a reaction that runs.
+class Reaction_guard {
+public:
+    Reaction_guard(Interrupt_watcher& watcher, Interrupt_watcher::Reaction reaction) : watcher_(watcher) {
+        watcher_.set_reaction(std::move(reaction));
+    }
+    ~Reaction_guard() { watcher_.set_reaction({}); }
+    Reaction_guard(const Reaction_guard&) = delete;
+    Reaction_guard& operator=(const Reaction_guard&) = delete;
+
+private:
+    Interrupt_watcher& watcher_;
+};
+
+/// The simulator's scenario for the command: a session runs on the faults its script relies on,
+/// with those of --scenario added; send runs on the file's alone. Throws sim::Scenario_error.
+sim::Scenario scenario_for(const Host_options& options) {
+    sim::Scenario from_file;
+    if (options.scenario_path) from_file = sim::load_scenario_file(*options.scenario_path);
+    if (options.command != Host_command::session) return from_file;
+    return merge_scenarios(sim::default_session_scenario(), from_file);
+}
+
+Session_controls controls_of(sim::Key_simulator& simulator) {
+    return Session_controls{
+        [&simulator](std::uint16_t identifier) { simulator.withdraw(identifier); },
+        [&simulator](std::uint16_t identifier) { simulator.offer(identifier); },
+        [&simulator](std::uint16_t identifier, sim::Method method, std::chrono::milliseconds timeout) {
+            return simulator.wait_for_pending_call(identifier, method, timeout);
+        },
+    };
+}
+
+std::string signal_text(int signal) { return signal == SIGINT ? "SIGINT" : signal == SIGTERM ? "SIGTERM" : "a signal"; }
+
+int interrupted(int signal, std::ostream& err) {
+    err << "zevo-dm: interrupted by " << signal_text(signal) << "; the running job, if any, was cancelled" << std::endl;
+    return Interrupt_watcher::exit_code_for(signal);
+}
+
+int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_watcher& watcher, std::ostream& out,
+                std::ostream& err) {
+    ruv::com::local::Provider_registry& registry = ruv::com::local::Provider_registry::process();
+    if (options.request_timeout) registry.set_request_timeout(*options.request_timeout);
+    // Declared in this order so that the extensions are gone before the plug-in is closed, and
+    // the simulator stops offering only after both.
+    std::optional<sim::Key_simulator> simulator;
+    if (options.simulator) {
+        simulator.emplace(registry, sim::Simulator_options{options.instance, std::move(scenario)});
+        simulator->offer_all();
+    }
     const Plugin_library plugin(options.plugin_path);
     Extension_set extensions(plugin.entry_points());
     extensions.attach_all(options.instance);
     Uds_dispatcher dispatcher(options.tester_address);
     extensions.serve_with(dispatcher);
+    const Reaction_guard reaction(watcher, [&dispatcher](int) { dispatcher.job_runner().interrupt(); });
+    const Stop_request stop = [&watcher] { return watcher.signal() != 0; };
+
+    if (options.discovery_timeout.count() > 0) {
+        std::vector<std::uint16_t> identifiers = extensions.data_identifiers();
+        const std::vector<std::uint16_t> routines = extensions.routines();
+        identifiers.insert(identifiers.end(), routines.begin(), routines.end());
+        const Service_wait_result wait = wait_for_services(
+            identifiers, true, [&dispatcher](std::uint16_t identifier) { return dispatcher.has_found_service(identifier); },
+            options.discovery_timeout, stop);
+        if (wait.stopped) return interrupted(watcher.signal(), err);
+        if (!wait.reached()) {
+            err << "zevo-dm: no service found within " << options.discovery_timeout.count() << " ms for "
+                << format_identifiers(wait.pending) << " (instance \"" << options.instance << "\""
+                << (options.simulator ? "" : ", --no-simulator: nothing in this process offers them") << ")"
+                << std::endl;
+            return exit_services_not_found;
+        }
+    }
 
     int exit_code = exit_done;
     if (options.command == Host_command::send) {
         const Uds_response response = dispatcher.dispatch(options.request);
-        out << describe_response(response) << '\n';
-        if (!response.job_error.empty()) err << "zevo-dm: the job threw: " << response.job_error << '\n';
+        if (watcher.signal() != 0) return interrupted(watcher.signal(), err);
+        out << describe_response(response) << std::endl;
+        if (!response.job_error.empty()) err << "zevo-dm: the job threw: " << response.job_error << std::endl;
     } else {
+        Session_settings settings;
+        settings.discovery_timeout = options.discovery_timeout;
         const Session_report report =
-            run_session(dispatcher, make_session_script(extensions.data_identifiers(), extensions.routines()), out);
+            run_session(dispatcher, sim::default_session(), controls_of(*simulator), settings, out, stop);
+        if (report.interrupted) return interrupted(watcher.signal(), err);
         exit_code = report.passed() ? exit_done : exit_session_mismatch;
     }
     extensions.detach_all();
@@ -52,8 +134,21 @@ int run_host(const std::vector<std::string>& arguments, std::ostream& out, std::
         err << "zevo-dm: no command given\n\n" << host_usage();
         return exit_usage_or_plugin;
     }
+    // The log library reads its level on first use, which is still to come: nothing of the
+    // platform has run yet.
+    if (options.log_level) setenv("ZEVO_LOG_LEVEL", std::to_string(*options.log_level).c_str(), 1);
+    sim::Scenario scenario;
     try {
-        return run_command(options, out, err);
+        scenario = scenario_for(options);
+    } catch (const sim::Scenario_error& error) {
+        err << "zevo-dm: scenario file " << error.what() << '\n';  // what() starts with the file's path
+        return exit_usage_or_plugin;
+    }
+    // Before the simulator and the plug-in start the platform's threads, which inherit the
+    // blocked signals.
+    Interrupt_watcher watcher;
+    try {
+        return run_command(options, std::move(scenario), watcher, out, err);
     } catch (const std::exception& error) {
         err << "zevo-dm: " << error.what() << '\n';
         return exit_usage_or_plugin;

@@ -27,6 +27,24 @@ std::uint16_t parse_tester_address(const std::string& text) {
     return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
 }
 
+/// A decimal number from `minimum` to `maximum` (at most 18 digits), for option `name`.
+long long parse_number(const std::string& name, const std::string& text, long long minimum, long long maximum,
+                       const char* what) {
+    const auto refuse = [&] { return Option_error(name + " wants " + what + ", not '" + text + "'"); };
+    if (text.empty() || text.size() > 18) throw refuse();
+    long long value = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') throw refuse();
+        value = value * 10 + (c - '0');
+    }
+    if (value < minimum || value > maximum) throw refuse();
+    return value;
+}
+
+std::chrono::milliseconds parse_milliseconds(const std::string& name, const std::string& text) {
+    return std::chrono::milliseconds{parse_number(name, text, 0, 86'400'000, "a number of milliseconds (0 to 86400000)")};
+}
+
 /// Splits "--name=value" and fetches the value of "--name value" from the next argument.
 class Option_reader {
 public:
@@ -76,6 +94,19 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
             options.instance = reader.value_of(name, inline_value);
         } else if (name == "--tester-address") {
             options.tester_address = parse_tester_address(reader.value_of(name, inline_value));
+        } else if (name == "--scenario") {
+            options.scenario_path = reader.value_of(name, inline_value);
+            if (options.scenario_path->empty()) throw Option_error("--scenario needs a non-empty path");
+        } else if (name == "--log-level") {
+            options.log_level =
+                static_cast<int>(parse_number(name, reader.value_of(name, inline_value), 0, 6, "a level from 0 to 6"));
+        } else if (name == "--request-timeout") {
+            options.request_timeout = parse_milliseconds(name, reader.value_of(name, inline_value));
+        } else if (name == "--discovery-timeout") {
+            options.discovery_timeout = parse_milliseconds(name, reader.value_of(name, inline_value));
+        } else if (name == "--no-simulator") {
+            if (inline_value) throw Option_error(name + " takes no value");
+            options.simulator = false;
         } else {
             throw Option_error("unknown option '" + argument + "'");
         }
@@ -96,6 +127,9 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
         if (!command_arguments.empty()) {
             throw Option_error("session takes no arguments, got '" + command_arguments.front() + "'");
         }
+        if (!options.simulator) {
+            throw Option_error("session drives the embedded simulator and cannot run with --no-simulator");
+        }
     } else {
         throw Option_error("unknown command '" + command + "' (commands: send, session)");
     }
@@ -106,30 +140,53 @@ std::string host_usage() {
     return "Usage: zevo-dm [options] send BYTES...\n"
            "       zevo-dm [options] session\n"
            "\n"
-           "Loads the diagnostic plug-in with dlopen, makes one extension per data identifier and\n"
-           "routine it serves, attaches each with the instance text and answers UDS requests\n"
-           "(ISO 14229-1: 22 ReadDataByIdentifier, 2E WriteDataByIdentifier, 31 RoutineControl)\n"
-           "through them. At the end every extension is detached and destroyed.\n"
+           "Starts the ten simulated key-handling services in this process (the platform's local\n"
+           "binding), loads the diagnostic plug-in with dlopen, makes one extension per data\n"
+           "identifier and routine it serves, attaches each with the instance text, waits until\n"
+           "every one has found its service, and answers UDS requests (ISO 14229-1: 22\n"
+           "ReadDataByIdentifier, 2E WriteDataByIdentifier, 31 RoutineControl) through them. Each\n"
+           "job runs on a worker thread. At the end every extension is detached and destroyed.\n"
            "\n"
            "Commands:\n"
            "  send BYTES...   send one request and print the response as hex bytes, e.g.\n"
-           "                  'zevo-dm send 22 2C 56' prints '7F 22 10' while the service is absent.\n"
+           "                  'zevo-dm send 22 2C 56' prints the training counter record 62 2C 56 ...\n"
            "                  BYTES are two hex digits per byte, as separate arguments or in one:\n"
            "                  22 2C 56, 222C56 and \"22 2C 56\" are the same request.\n"
-           "  session         run the scripted session: a read of every data identifier, a start\n"
-           "                  and a results request of every routine, an unknown DID and a request\n"
-           "                  that is too short. Prints '-> request' and '<- response' per step and\n"
-           "                  exits 0 when every response is the expected one, 1 otherwise.\n"
+           "  session         run the simulator's scripted session: every data identifier read,\n"
+           "                  every routine started and its results requested, an application\n"
+           "                  error, a request too short (7F .. 13), an unknown identifier\n"
+           "                  (7F .. 31), a slow routine cancelled while the service holds the\n"
+           "                  call, a service withdrawn and found again. Prints '# step', '-> request'\n"
+           "                  and '<- response' per step, and 'expected ...' under a response that\n"
+           "                  differs from the simulator's expectation; the session goes on.\n"
            "\n"
            "Options (before or after the command; --name VALUE or --name=VALUE):\n"
-           "  --plugin PATH          plug-in to load\n"
-           "                         (default: " + default_plugin_path() + ")\n"
-           "  --instance TEXT        instance text handed to attach (default: 1)\n"
-           "  --tester-address HEX   tester's address written into meta_info (default: 0E80)\n"
-           "  -h, --help             print this help and exit\n"
+           "  --plugin PATH            plug-in to load\n"
+           "                           (default: " + default_plugin_path() + ")\n"
+           "  --instance TEXT          instance text handed to attach and under which the\n"
+           "                           simulator offers its services (default: 1)\n"
+           "  --scenario FILE          faults for the simulator, a JSON file (see sim/README.md);\n"
+           "                           the session adds them to the faults its script relies on\n"
+           "  --log-level N            0 off, 1 fatal, 2 error, 3 warning, 4 info, 5 debug (the\n"
+           "                           plug-in's traces of every call), 6 verbose; sets\n"
+           "                           ZEVO_LOG_LEVEL for this process (default: ZEVO_LOG_LEVEL\n"
+           "                           from the environment, else 4). Log lines go to standard error.\n"
+           "  --request-timeout MS     how long the platform waits for a service's answer before\n"
+           "                           it fails the call; 0 never (default: the platform's, 10000)\n"
+           "  --discovery-timeout MS   how long to wait for every extension to find its service\n"
+           "                           at start, and in a session for one to find or lose it;\n"
+           "                           0: no wait at start (default: 5000)\n"
+           "  --no-simulator           start no simulator: the services must be offered by someone\n"
+           "                           else; without them every served identifier answers\n"
+           "                           7F SID 10 (use with --discovery-timeout 0). Not with session.\n"
+           "  --tester-address HEX     tester's address written into meta_info (default: 0E80)\n"
+           "  -h, --help               print this help and exit\n"
            "\n"
-           "Exit codes: 0 done; 1 session responses did not match; 2 bad command line, or the\n"
-           "plug-in could not be loaded or lacks an entry point.\n";
+           "Exit codes: 0 done; 1 session: at least one step not as expected; 2 bad command line,\n"
+           "scenario file or plug-in; 3 services not found within the discovery timeout;\n"
+           "130 interrupted by SIGINT (Ctrl-C), 143 by SIGTERM: the running job is cancelled\n"
+           "through the extension's cancel and the host ends normally; a second signal, or a\n"
+           "host still running 5 s after the first, ends it at once with the same code.\n";
 }
 
 }  // namespace zevo::host

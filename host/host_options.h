@@ -2,7 +2,9 @@
 // The command line of zevo-dm as a plain record with documented defaults, its parser and the
 // help text. Parsed once on the main thread before anything is loaded.
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,7 +20,7 @@ public:
 enum class Host_command {
     none,     /**< no command given: print the help, exit 2 */
     send,     /**< send one request, print the response */
-    session,  /**< run the scripted session over every served identifier */
+    session,  /**< run the simulator's scripted session over every served identifier */
 };
 
 /// The path of the plug-in built together with this host.
@@ -31,6 +33,20 @@ struct Host_options {
     std::string instance = "1";
     /// --tester-address HEX: the tester's logical address put into meta_info. Default 0x0E80.
     std::uint16_t tester_address = 0x0E80;
+    /// --scenario FILE: faults for the embedded simulator (sim/README.md). Default none.
+    std::optional<std::string> scenario_path;
+    /// --log-level N, 0 (off) to 6 (verbose): ZEVO_LOG_LEVEL for this process. Default: the
+    /// environment's, or the log library's default when it has none.
+    std::optional<int> log_level;
+    /// --request-timeout MS: how long the platform waits for a service's answer before it
+    /// answers the call with 0x86 itself; 0 never. Default: the platform's (10 s).
+    std::optional<std::chrono::milliseconds> request_timeout;
+    /// --discovery-timeout MS: how long the host waits at start for every extension to find its
+    /// service, and a session step for one to find or lose it; 0: no wait at start. Default 5 s.
+    std::chrono::milliseconds discovery_timeout{5000};
+    /// --no-simulator: start no simulator in the process; the services must be offered by
+    /// someone else. Default off: the embedded simulator serves all ten.
+    bool simulator = true;
     /// --help: print the help and exit 0, whatever else is given. Default off.
     bool help = false;
     /// The command word. Default none.
@@ -41,7 +57,8 @@ struct Host_options {
 
 /// Options and command from the arguments behind the program name. Options may stand before or
 /// after the command, as "--plugin PATH" or "--plugin=PATH". Throws Option_error for an unknown
-/// option, a missing or bad value, an unknown or repeated command, bad hex or stray arguments.
+/// option, a missing or bad value, an unknown or repeated command, bad hex, stray arguments, and
+/// for session with --no-simulator (the session drives the embedded simulator).
 Host_options parse_host_options(const std::vector<std::string>& arguments);
 
 /// The text of --help.

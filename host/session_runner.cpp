@@ -1,35 +1,180 @@
 #include "host/session_runner.h"
 
+#include <exception>
+#include <future>
+#include <thread>
+#include <utility>
+
 #include "host/hex_bytes.h"
 
 namespace zevo::host {
+namespace {
+
+using Step = sim::Session_step;
+
+std::string milliseconds_text(std::chrono::milliseconds duration) { return std::to_string(duration.count()) + " ms"; }
+
+std::string method_name(sim::Method method) {
+    switch (method) {
+        case sim::Method::cancel: return "Cancel";
+        case sim::Method::read_or_results: return "Read/RequestResults";
+        case sim::Method::start: return "Start";
+    }
+    return "method " + std::to_string(static_cast<unsigned>(method));
+}
+
+/// One session: the printing and the report, step by step.
+class Session {
+public:
+    Session(const Uds_dispatcher& dispatcher, const Session_controls& controls, const Session_settings& settings,
+            std::ostream& out, const Stop_request& stop)
+        : dispatcher_(dispatcher), controls_(controls), settings_(settings), out_(out), stop_(stop) {}
+
+    void run(const Step& step) {
+        ++report_.steps;
+        const std::size_t mismatches_before = report_.mismatches.size();
+        run_step(step);
+        if (report_.mismatches.size() != mismatches_before) ++failed_steps_;
+    }
+
+    Session_report finish(std::size_t planned) {
+        if (report_.interrupted) {
+            line("session: interrupted after " + std::to_string(report_.steps) + " of " + std::to_string(planned) +
+                 " steps");
+        } else if (report_.mismatches.empty()) {
+            line("session: all " + std::to_string(report_.steps) + " responses as expected");
+        } else {
+            line("session: " + std::to_string(failed_steps_) + " of " + std::to_string(report_.steps) +
+                 " steps not as expected:");
+            for (const std::string& mismatch : report_.mismatches) line("  " + mismatch);
+        }
+        return std::move(report_);
+    }
+
+    void interrupted() { report_.interrupted = true; }
+
+private:
+    void line(const std::string& text) { out_ << text << std::endl; }  // flushed: see run_session
+
+    void run_step(const Step& step) {
+        line("# " + step.title);
+        switch (step.kind) {
+            case Step::Kind::send: break;
+            case Step::Kind::send_and_cancel: return exchange(step, send_and_cancel(step));
+            case Step::Kind::withdraw_then_send:
+                controls_.withdraw(step.identifier);
+                wait_for_extension(step, false);
+                break;
+            case Step::Kind::offer_then_send:
+                controls_.offer(step.identifier);
+                wait_for_extension(step, true);
+                break;
+        }
+        line("-> " + format_hex_bytes(step.request));
+        exchange(step, dispatcher_.dispatch(step.request));
+    }
+
+    /// Prints the answer and compares it with the step's expectation.
+    void exchange(const Step& step, const Uds_response& response) {
+        line("<- " + describe_response(response));
+        if (!response.job_error.empty()) line("   (the job threw: " + response.job_error + ")");
+        const Uds_response expected{step.expected, false, {}, false};
+        if (response != expected) {
+            line("   expected " + describe_response(expected));
+            report_.mismatches.push_back(step.title + ": sent " + format_hex_bytes(step.request) + ", expected " +
+                                         describe_response(expected) + ", got " + describe_response(response));
+        }
+    }
+
+    /// Sends on a helper thread, cancels the job from this one once the service holds the call.
+    Uds_response send_and_cancel(const Step& step) {
+        line("-> " + format_hex_bytes(step.request));
+        std::promise<Uds_response> answer;
+        std::future<Uds_response> answered = answer.get_future();
+        std::thread sender([&] {
+            try {
+                answer.set_value(dispatcher_.dispatch(step.request));
+            } catch (...) {
+                answer.set_exception(std::current_exception());
+            }
+        });
+        bool held = false;
+        try {
+            held = controls_.wait_for_pending_call(step.identifier, step.method, settings_.pending_call_timeout);
+        } catch (const std::exception& error) {
+            line(std::string("   (waiting for the service to hold the call failed: ") + error.what() + ")");
+        }
+        if (held) {
+            line("   the service holds the " + method_name(step.method) + " call: cancelling the job");
+        } else {
+            line("   the service did not hold a " + method_name(step.method) + " call within " +
+                 milliseconds_text(settings_.pending_call_timeout) + ": cancelling the job anyway");
+            report_.mismatches.push_back(step.title + ": the service did not hold the call within " +
+                                         milliseconds_text(settings_.pending_call_timeout));
+        }
+        // The call has reached the service, so the job is past the point where it forgets an
+        // earlier cancel: one cancel ends its wait within a polling period.
+        if (dispatcher_.job_runner().cancel_all() == 0) line("   (the job had already returned)");
+        sender.join();
+        return answered.get();
+    }
+
+    /// Waits until the step's extension has lost (`found` false) or found its service.
+    void wait_for_extension(const Step& step, bool found) {
+        const std::string identifier = "0x" + format_hex_value(step.identifier, 4);
+        line(std::string(found ? "   offered " : "   withdrew ") + identifier);
+        Service_wait_result wait;
+        try {
+            wait = wait_for_services(
+                {step.identifier}, found, [this](std::uint16_t id) { return dispatcher_.has_found_service(id); },
+                settings_.discovery_timeout, stop_);
+        } catch (const std::exception& error) {
+            line(std::string("   (probing the extension failed: ") + error.what() + ")");
+            report_.mismatches.push_back(step.title + ": probing the extension of " + identifier +
+                                         " failed: " + error.what());
+            return;
+        }
+        if (wait.stopped) return;  // the session ends as interrupted
+        const char* what = found ? "found" : "lost";
+        if (wait.reached()) {
+            line("   its extension " + std::string(what) + " the service after " + milliseconds_text(wait.waited));
+        } else {
+            line("   its extension had not " + std::string(what) + " the service after " +
+                 milliseconds_text(wait.waited));
+            report_.mismatches.push_back(step.title + ": the extension of " + identifier + " had not " + what +
+                                         " its service within " + milliseconds_text(settings_.discovery_timeout));
+        }
+    }
+
+    const Uds_dispatcher& dispatcher_;
+    const Session_controls& controls_;
+    const Session_settings& settings_;
+    std::ostream& out_;
+    const Stop_request& stop_;
+    Session_report report_;
+    std::size_t failed_steps_ = 0;  // steps with at least one mismatch
+};
+
+}  // namespace
 
 std::string describe_response(const Uds_response& response) {
     if (response.suppressed) return "(no response: positive response suppressed by the request)";
     return format_hex_bytes(response.bytes);
 }
 
-Session_report run_session(const Uds_dispatcher& dispatcher, const std::vector<Session_step>& steps, std::ostream& out) {
-    Session_report report;
-    for (const Session_step& step : steps) {
-        ++report.steps;
-        out << "-> " << format_hex_bytes(step.request) << '\n';
-        const Uds_response response = dispatcher.dispatch(step.request);
-        out << "<- " << describe_response(response) << '\n';
-        if (!response.job_error.empty()) out << "   (the job threw: " << response.job_error << ")\n";
-        if (response != step.expected) {
-            report.mismatches.push_back(step.title + ": sent " + format_hex_bytes(step.request) + ", expected " +
-                                        describe_response(step.expected) + ", got " + describe_response(response));
+Session_report run_session(const Uds_dispatcher& dispatcher, const std::vector<sim::Session_step>& steps,
+                           const Session_controls& controls, const Session_settings& settings, std::ostream& out,
+                           const Stop_request& stop) {
+    Session session(dispatcher, controls, settings, out, stop);
+    for (const Step& step : steps) {
+        if (stop && stop()) {
+            session.interrupted();
+            break;
         }
+        session.run(step);
     }
-    if (report.passed()) {
-        out << "session: all " << report.steps << " responses as expected\n";
-    } else {
-        out << "session: " << report.mismatches.size() << " of " << report.steps
-            << " responses not as expected:\n";
-        for (const std::string& mismatch : report.mismatches) out << "  " << mismatch << '\n';
-    }
-    return report;
+    if (stop && stop()) session.interrupted();
+    return session.finish(steps.size());
 }
 
 }  // namespace zevo::host

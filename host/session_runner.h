@@ -1,28 +1,56 @@
 #pragma once
-// Runs the scripted session through a dispatcher, prints every exchange and compares each
-// answer with the step's expectation. Runs on the main thread; the jobs on dispatcher workers.
+// Runs a scripted session (sim/session_plan.h) through a dispatcher, prints every exchange and
+// compares each answer with the step's expectation. Runs on the calling thread (a cancel step's
+// request on a helper thread meanwhile); throws what the controls and the output stream throw.
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "host/session_script.h"
+#include "host/service_wait.h"
 #include "host/uds_dispatcher.h"
+#include "sim/session_plan.h"
 
 namespace zevo::host {
 
+/// What the session needs of the services beside the requests: the simulator's controls.
+struct Session_controls {
+    std::function<void(std::uint16_t identifier)> withdraw;
+    std::function<void(std::uint16_t identifier)> offer;
+    /// True once a call of the method has reached the service and is unanswered, within the time.
+    std::function<bool(std::uint16_t identifier, sim::Method method, std::chrono::milliseconds timeout)>
+        wait_for_pending_call;
+};
+
+struct Session_settings {
+    /// How long a withdraw or offer step waits for the extension to lose or find its service.
+    /// Default 5 s.
+    std::chrono::milliseconds discovery_timeout{5000};
+    /// How long a cancel step waits for the service to hold the call. Default 5 s.
+    std::chrono::milliseconds pending_call_timeout{5000};
+};
+
 struct Session_report {
-    std::size_t steps = 0;
-    std::vector<std::string> mismatches;  ///< one line per step whose answer was not the expected one
-    bool passed() const { return mismatches.empty(); }
+    std::size_t steps = 0;                ///< steps run
+    std::vector<std::string> mismatches;  ///< one line per step that did not go as expected
+    bool interrupted = false;             ///< the session stopped early on the stop request
+    bool passed() const { return mismatches.empty() && !interrupted; }
 };
 
 /// How an answer is printed: its bytes, or a note that the positive response was suppressed.
 std::string describe_response(const Uds_response& response);
 
-/// Sends every step in order, printing "-> request" and "<- answer", and at the end a summary
-/// with the steps that did not match.
-Session_report run_session(const Uds_dispatcher& dispatcher, const std::vector<Session_step>& steps, std::ostream& out);
+/// Runs `steps` in order. Prints per step "# title", "-> request", notes of what the host did,
+/// "<- answer" and, when the answer differs, "   expected ..."; a mismatch does not stop the
+/// session. At the end a summary with every mismatch. Each line is flushed as it is written, so
+/// that it stands in order with the platform's log lines on a terminal. `stop` is asked
+/// between steps and ends the session early (report.interrupted).
+Session_report run_session(const Uds_dispatcher& dispatcher, const std::vector<sim::Session_step>& steps,
+                           const Session_controls& controls, const Session_settings& settings, std::ostream& out,
+                           const Stop_request& stop = {});
 
 }  // namespace zevo::host

@@ -53,20 +53,43 @@ Uds_response Uds_dispatcher::dispatch(const std::vector<std::uint8_t>& request) 
     }
 }
 
-Uds_dispatcher::Job_outcome Uds_dispatcher::run_job(const Extension_job& job) {
+bool Uds_dispatcher::has_found_service(std::uint16_t identifier) const {
+    const auto did = data_identifiers_.find(identifier);
+    const auto rid = routines_.find(identifier);
+    if (did == data_identifiers_.end() && rid == routines_.end()) {
+        throw std::invalid_argument("identifier 0x" + format_hex_value(identifier, 4) + " is not served");
+    }
+    if (did != data_identifiers_.end()) {
+        const Meta_info meta_info = make_request_meta_info(to_byte(Service_id::read_data_by_identifier), std::nullopt,
+                                                           identifier, tester_address_);
+        if (did->second->cancel(meta_info) != 1) return false;
+    }
+    if (rid != routines_.end()) {
+        constexpr std::uint8_t start = to_byte(Routine_control_type::start_routine);
+        const Meta_info meta_info =
+            make_request_meta_info(to_byte(Service_id::routine_control), start, identifier, tester_address_);
+        std::vector<std::uint8_t> no_options;
+        std::vector<std::uint8_t> status_record;
+        if (rid->second->start(no_options, meta_info, status_record) == to_byte(Code::general_reject)) return false;
+    }
+    return true;
+}
+
+Uds_dispatcher::Job_outcome Uds_dispatcher::run_job(const Extension_job& job, const Job_cancel& cancel) const {
     // The tester must get an answer whatever the plug-in does; an escaped exception (the
     // plug-in lets only allocation failures out) is answered like any failed job.
     try {
-        return {run_job_on_worker(job), {}};
+        const Job_runner::Outcome outcome = jobs_.run(job, cancel);
+        return {outcome.code, {}, outcome.cancelled};
     } catch (const std::exception& error) {
-        return {to_byte(Code::general_reject), error.what()};
+        return {to_byte(Code::general_reject), error.what(), false};
     } catch (...) {
-        return {to_byte(Code::general_reject), "a job threw an exception of unknown type"};
+        return {to_byte(Code::general_reject), "a job threw an exception of unknown type", false};
     }
 }
 
 Uds_response Uds_dispatcher::failed(std::uint8_t sid, const Job_outcome& outcome) {
-    return Uds_response{{negative_response_sid, sid, outcome.code}, false, outcome.error};
+    return Uds_response{{negative_response_sid, sid, outcome.code}, false, outcome.error, outcome.cancelled};
 }
 
 // ISO 14229-1 10.2 (ReadDataByIdentifier): length, then whether any DID is supported; the
@@ -85,12 +108,14 @@ Uds_response Uds_dispatcher::read_data_by_identifier(const std::vector<std::uint
     }
     if (served.empty()) return negative_response(sid, Code::request_out_of_range);
 
-    Uds_response response{{positive_sid(Service_id::read_data_by_identifier)}, false, {}};
+    Uds_response response{{positive_sid(Service_id::read_data_by_identifier)}, false, {}, false};
     for (const auto& [did, extension] : served) {
         const Meta_info meta_info = make_request_meta_info(sid, std::nullopt, did, tester_address_);
         std::vector<std::uint8_t> record;
-        const Job_outcome outcome = run_job([&, extension = extension] { return extension->read(meta_info, record); });
+        const Job_outcome outcome = run_job([&, extension = extension] { return extension->read(meta_info, record); },
+                                            [&, extension = extension] { extension->cancel(meta_info); });
         if (outcome.code != 0) return failed(sid, outcome);  // one failed DID fails the whole request
+        response.cancelled = response.cancelled || outcome.cancelled;
         append_identifier(response.bytes, did);
         response.bytes.insert(response.bytes.end(), record.begin(), record.end());
     }
@@ -109,10 +134,11 @@ Uds_response Uds_dispatcher::write_data_by_identifier(const std::vector<std::uin
     Extension_data_identifier* extension = found->second;
     const Meta_info meta_info = make_request_meta_info(sid, std::nullopt, did, tester_address_);
     std::vector<std::uint8_t> data(request.begin() + 3, request.end());
-    const Job_outcome outcome = run_job([&] { return extension->write(meta_info, data); });
+    const Job_outcome outcome =
+        run_job([&] { return extension->write(meta_info, data); }, [&] { extension->cancel(meta_info); });
     if (outcome.code != 0) return failed(sid, outcome);
 
-    Uds_response response{{positive_sid(Service_id::write_data_by_identifier)}, false, {}};
+    Uds_response response{{positive_sid(Service_id::write_data_by_identifier)}, false, {}, outcome.cancelled};
     append_identifier(response.bytes, did);
     return response;
 }
@@ -146,13 +172,13 @@ Uds_response Uds_dispatcher::routine_control(const std::vector<std::uint8_t>& re
                 return extension->request_results(options, meta_info, status_record);
         }
         return to_byte(Code::general_reject);  // unreachable: the type was checked above
-    });
+    }, [&] { extension->cancel(meta_info); });
     if (outcome.code != 0) return failed(sid, outcome);  // negative answers are sent despite the bit
     if (suppress_positive) return suppressed_response();
 
     // What the job appended is the routineStatusRecord (or, for results, routineStatusRecord with
     // the results); a stopRoutine answer may carry one too.
-    Uds_response response{{positive_sid(Service_id::routine_control), type}, false, {}};
+    Uds_response response{{positive_sid(Service_id::routine_control), type}, false, {}, outcome.cancelled};
     append_identifier(response.bytes, rid);
     response.bytes.insert(response.bytes.end(), status_record.begin(), status_record.end());
     return response;

@@ -19,19 +19,23 @@ struct Uds_response {
     bool suppressed = false;
     /// Set when a job left by an exception (answered with generalReject); what it said.
     std::string job_error;
+    /// The host cancelled a job of this request while it ran. A cancelled job returns 0 with no
+    /// data, so the bytes are those of a positive answer without the job's record.
+    bool cancelled = false;
 
     friend bool operator==(const Uds_response& a, const Uds_response& b) {
-        return a.bytes == b.bytes && a.suppressed == b.suppressed;  // job_error is a note, not part of the answer
+        // job_error and cancelled are notes about how the answer came about, not part of it
+        return a.bytes == b.bytes && a.suppressed == b.suppressed;
     }
     friend bool operator!=(const Uds_response& a, const Uds_response& b) { return !(a == b); }
 };
 
 /// 7F SID NRC.
 inline Uds_response negative_response(std::uint8_t sid, Negative_response_code code) {
-    return Uds_response{{negative_response_sid, sid, to_byte(code)}, false, {}};
+    return Uds_response{{negative_response_sid, sid, to_byte(code)}, false, {}, false};
 }
 
 /// No bytes: a positive answer the tester asked not to receive.
-inline Uds_response suppressed_response() { return Uds_response{{}, true, {}}; }
+inline Uds_response suppressed_response() { return Uds_response{{}, true, {}, false}; }
 
 }  // namespace zevo::host

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# The main job: builds the plug-in and the host, then runs the host's scripted diagnostic session
-# (extra arguments go to zevo-dm, e.g. `scripts/run-session.sh send 22 2C 56`).
+# The main job: builds the plug-in and the host (with the simulator it embeds), then runs the
+# host's scripted diagnostic session against the ten simulated services in the same process
+# (extra arguments go to zevo-dm instead, e.g. `scripts/run-session.sh send 22 2C 56` or
+# `scripts/run-session.sh --log-level 5 session`). The exit code is zevo-dm's.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh" run

@@ -27,6 +27,9 @@ struct Fault {
     bool malformed_payload = false;  ///< a payload whose first length field overruns it
     bool no_answer = false;          ///< keep the call unanswered (the runtime's timeout ends it)
     bool drop = false;               ///< drop the call: its handler is destroyed unanswered
+    /// Keep the call until a Cancel of the same service is served: a held Start is then answered
+    /// 0 and its work never begins; a held Read or RequestResults gets the error 0x22.
+    bool hold_until_cancel = false;
     /// Withdraw the service at this call, answer nothing, and offer it again after this time.
     std::optional<std::chrono::milliseconds> withdraw_for;
     std::optional<unsigned> times;   ///< how many calls the fault applies to; empty: all
@@ -34,7 +37,7 @@ struct Fault {
 
 struct Scenario {
     std::chrono::milliseconds routine_duration{100};  ///< how long a started routine works
-    std::vector<Fault> faults;
+    std::vector<Fault> faults;                        ///< in order: the first that applies wins
 };
 
 /// A scenario file or text that cannot be used: what() names the JSON path of the fault, e.g.
@@ -44,10 +47,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Parses a scenario from JSON text. Unknown keys are errors. Throws Scenario_error.
+/// Parses a scenario from JSON text (format: sim/README.md). Unknown keys are errors. Throws
+/// Scenario_error.
 Scenario parse_scenario(const std::string& json_text);
 
-/// Reads and parses a scenario file. Throws Scenario_error (also when the file cannot be read).
+/// Reads and parses a scenario file. Throws Scenario_error (also when the file cannot be read);
+/// what() then starts with the path.
 Scenario load_scenario_file(const std::string& path);
 
 }  // namespace zevo::sim

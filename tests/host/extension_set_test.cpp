@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "fake_extensions.h"
@@ -80,6 +81,28 @@ TEST_F(host_extension_set, makes_one_extension_per_table_entry_in_table_order) {
     EXPECT_EQ(sut.routines(), (std::vector<std::uint16_t>{0xC00F, 0x0648}));
     EXPECT_EQ(fake.events, (std::vector<std::string>{"construct did 2C60", "construct did 2C56",
                                                       "construct rid C00F", "construct rid 0648"}));
+}
+
+TEST_F(host_extension_set, each_extension_is_found_by_its_identifier_and_kind) {
+    const Extension_set sut(entry_points);
+    EXPECT_EQ(&sut.data_identifier(0x2C56), fake.dids.at(1));
+    EXPECT_EQ(&sut.routine(0xC00F), fake.rids.at(0));
+}
+
+TEST_F(host_extension_set, an_identifier_not_served_as_that_kind_is_refused) {
+    const Extension_set sut(entry_points);
+    try {
+        sut.data_identifier(0xC00F);
+        ADD_FAILURE() << "no exception";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_STREQ(error.what(), "data identifier 0xC00F is not served");
+    }
+    try {
+        sut.routine(0x2C56);
+        ADD_FAILURE() << "no exception";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_STREQ(error.what(), "routine 0x2C56 is not served");
+    }
 }
 
 TEST_F(host_extension_set, attach_hands_the_instance_text_to_every_extension) {

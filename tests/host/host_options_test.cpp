@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace zevo::host {
 namespace {
 
@@ -27,6 +29,59 @@ TEST(host_options, defaults_are_the_built_plugin_instance_1_and_tester_0e80) {
     EXPECT_FALSE(options.help);
     EXPECT_EQ(options.command, Host_command::none);
     EXPECT_TRUE(options.request.empty());
+}
+
+TEST(host_options, defaults_run_the_embedded_simulator_with_no_scenario_and_wait_5_s) {
+    const Host_options options = parse_host_options({"session"});
+    EXPECT_TRUE(options.simulator);
+    EXPECT_FALSE(options.scenario_path.has_value());
+    EXPECT_FALSE(options.log_level.has_value());
+    EXPECT_FALSE(options.request_timeout.has_value());
+    EXPECT_EQ(options.discovery_timeout, std::chrono::milliseconds{5000});
+}
+
+TEST(host_options, scenario_takes_a_path) {
+    EXPECT_EQ(parse_host_options({"--scenario", "faults.json", "session"}).scenario_path, "faults.json");
+    EXPECT_EQ(parse_host_options({"--scenario=/tmp/f.json", "session"}).scenario_path, "/tmp/f.json");
+    EXPECT_EQ(error_of({"--scenario=", "session"}), "--scenario needs a non-empty path");
+}
+
+TEST(host_options, log_level_takes_0_to_6) {
+    EXPECT_EQ(parse_host_options({"--log-level", "0", "session"}).log_level, 0);
+    EXPECT_EQ(parse_host_options({"--log-level=5", "session"}).log_level, 5);
+    EXPECT_EQ(parse_host_options({"--log-level", "6", "session"}).log_level, 6);
+}
+
+TEST(host_options, log_level_outside_0_to_6_is_refused) {
+    EXPECT_EQ(error_of({"--log-level", "7", "session"}), "--log-level wants a level from 0 to 6, not '7'");
+    EXPECT_EQ(error_of({"--log-level", "-1", "session"}), "--log-level wants a level from 0 to 6, not '-1'");
+    EXPECT_EQ(error_of({"--log-level", "debug", "session"}), "--log-level wants a level from 0 to 6, not 'debug'");
+    EXPECT_EQ(error_of({"--log-level=", "session"}), "--log-level wants a level from 0 to 6, not ''");
+}
+
+TEST(host_options, timeouts_take_milliseconds) {
+    const Host_options options = parse_host_options({"--request-timeout", "250", "--discovery-timeout=0", "session"});
+    EXPECT_EQ(options.request_timeout, std::chrono::milliseconds{250});
+    EXPECT_EQ(options.discovery_timeout, std::chrono::milliseconds{0});
+}
+
+TEST(host_options, bad_timeouts_are_refused) {
+    EXPECT_EQ(error_of({"--request-timeout", "1s", "session"}),
+              "--request-timeout wants a number of milliseconds (0 to 86400000), not '1s'");
+    EXPECT_EQ(error_of({"--discovery-timeout", "86400001", "session"}),
+              "--discovery-timeout wants a number of milliseconds (0 to 86400000), not '86400001'");
+    EXPECT_EQ(error_of({"--discovery-timeout", "99999999999999999999", "session"}),
+              "--discovery-timeout wants a number of milliseconds (0 to 86400000), not '99999999999999999999'");
+}
+
+TEST(host_options, no_simulator_turns_the_embedded_simulator_off_for_send) {
+    EXPECT_FALSE(parse_host_options({"--no-simulator", "send", "22", "2C", "56"}).simulator);
+    EXPECT_EQ(error_of({"--no-simulator=yes", "send", "22"}), "--no-simulator takes no value");
+}
+
+TEST(host_options, session_with_no_simulator_is_refused) {
+    EXPECT_EQ(error_of({"session", "--no-simulator"}),
+              "session drives the embedded simulator and cannot run with --no-simulator");
 }
 
 TEST(host_options, send_takes_the_request_from_separate_hex_arguments) {
@@ -93,6 +148,10 @@ TEST(host_options, option_without_value_is_refused) {
     EXPECT_EQ(error_of({"session", "--plugin"}), "--plugin needs a value");
     EXPECT_EQ(error_of({"session", "--instance"}), "--instance needs a value");
     EXPECT_EQ(error_of({"session", "--tester-address"}), "--tester-address needs a value");
+    EXPECT_EQ(error_of({"session", "--scenario"}), "--scenario needs a value");
+    EXPECT_EQ(error_of({"session", "--log-level"}), "--log-level needs a value");
+    EXPECT_EQ(error_of({"session", "--request-timeout"}), "--request-timeout needs a value");
+    EXPECT_EQ(error_of({"session", "--discovery-timeout"}), "--discovery-timeout needs a value");
 }
 
 TEST(host_options, empty_plugin_path_is_refused) {
@@ -122,8 +181,9 @@ TEST(host_options, session_with_arguments_is_refused) {
 
 TEST(host_options, help_text_names_every_command_and_option) {
     const std::string usage = host_usage();
-    for (const char* word : {"send BYTES", "session", "--plugin PATH", "--instance TEXT", "--tester-address HEX",
-                             "--help", ZEVO_TEST_PLUGIN_PATH, "Exit codes"}) {
+    for (const char* word : {"send BYTES", "session", "--plugin PATH", "--instance TEXT", "--scenario FILE",
+                             "--log-level N", "--request-timeout MS", "--discovery-timeout MS", "--no-simulator",
+                             "--tester-address HEX", "--help", ZEVO_TEST_PLUGIN_PATH, "Exit codes", "130"}) {
         EXPECT_NE(usage.find(word), std::string::npos) << word;
     }
 }

@@ -1,159 +1,367 @@
-// Runs the built zevo-dm binary as a tester would, with the plug-in built in this tree, and
-// checks what it prints and how it exits.
+// Runs the built zevo-dm as a tester would, with the plug-in built in this tree and the embedded
+// simulator: what it prints and how it exits for a send, the scripted session, each kind of
+// fault a scenario file injects, Ctrl-C during a held job, and bad options and scenario files.
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/wait.h>
+#include <stdlib.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdlib>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
+#include "host/hex_bytes.h"
+#include "sim/session_plan.h"
+#include "zevo_dm_process.h"
+
+namespace zevo::host {
 namespace {
 
-struct Run_result {
-    int exit_code = -1;
-    std::string out;
-    std::string err;
+using testing::Run_result;
+using testing::run_zevo_dm;
+using testing::Zevo_dm_process;
+using namespace std::chrono_literals;
+
+/// Writes scenario files into a directory of its own, removed at the end.
+class host_zevo_dm : public ::testing::Test {
+protected:
+    host_zevo_dm() {
+        char pattern[] = "/tmp/zevo_dm_e2e_XXXXXX";
+        if (mkdtemp(pattern) == nullptr) ADD_FAILURE() << "mkdtemp failed";
+        directory_ = pattern;
+    }
+    ~host_zevo_dm() override {
+        for (const std::string& file : files_) std::remove(file.c_str());
+        rmdir(directory_.c_str());
+    }
+
+    std::string scenario_file(const std::string& json) {
+        const std::string path = directory_ + "/scenario_" + std::to_string(files_.size()) + ".json";
+        std::ofstream(path) << json;
+        files_.push_back(path);
+        return path;
+    }
+
+    /// The answer to `request` from a simulator running `faults` (a JSON array).
+    Run_result send_with_faults(const std::string& faults, const std::vector<std::string>& request,
+                                const std::vector<std::string>& options = {}) {
+        std::vector<std::string> arguments = {"--scenario", scenario_file(R"({"faults": )" + faults + "}")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        arguments.push_back("send");
+        arguments.insert(arguments.end(), request.begin(), request.end());
+        return run_zevo_dm(arguments);
+    }
+
+private:
+    std::string directory_;
+    std::vector<std::string> files_;
 };
 
-/// Starts zevo-dm with `arguments`, collects both output streams until it ends, and returns them
-/// with its exit code. Fails the test when the process cannot be started or is killed.
-Run_result run_zevo_dm(const std::vector<std::string>& arguments) {
-    Run_result result;
-    int out_pipe[2];
-    int err_pipe[2];
-    if (pipe(out_pipe) != 0 || pipe(err_pipe) != 0) {
-        ADD_FAILURE() << "pipe failed";
-        return result;
-    }
-    const pid_t child = fork();
-    if (child < 0) {
-        ADD_FAILURE() << "fork failed";
-        return result;
-    }
-    if (child == 0) {
-        dup2(out_pipe[1], STDOUT_FILENO);
-        dup2(err_pipe[1], STDERR_FILENO);
-        close(out_pipe[0]);
-        close(out_pipe[1]);
-        close(err_pipe[0]);
-        close(err_pipe[1]);
-        std::vector<char*> argv;
-        std::string program = ZEVO_TEST_ZEVO_DM_PATH;
-        argv.push_back(program.data());
-        std::vector<std::string> copies = arguments;
-        for (std::string& argument : copies) argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        // Warnings and errors only: the service search's info lines are not what these tests
-        // look at, and an empty standard error then means nothing went wrong.
-        setenv("ZEVO_LOG_LEVEL", "3", 1);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
-    close(out_pipe[1]);
-    close(err_pipe[1]);
-    // Both streams are drained together so that neither pipe can fill up and stall the child.
-    std::array<pollfd, 2> streams = {pollfd{out_pipe[0], POLLIN, 0}, pollfd{err_pipe[0], POLLIN, 0}};
-    std::array<std::string*, 2> sinks = {&result.out, &result.err};
-    int open_streams = 2;
-    while (open_streams > 0) {
-        if (poll(streams.data(), streams.size(), -1) < 0) break;
-        for (std::size_t i = 0; i < streams.size(); ++i) {
-            if (streams[i].fd < 0 || streams[i].revents == 0) continue;
-            char buffer[4096];
-            const ssize_t got = read(streams[i].fd, buffer, sizeof buffer);
-            if (got > 0) {
-                sinks[i]->append(buffer, static_cast<std::size_t>(got));
-            } else {
-                close(streams[i].fd);
-                streams[i].fd = -1;
-                --open_streams;
-            }
-        }
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFEXITED(status)) {
-        result.exit_code = WEXITSTATUS(status);
-    } else {
-        ADD_FAILURE() << "zevo-dm did not exit normally";
-    }
-    return result;
-}
+// ---- send against the embedded simulator
 
-TEST(host_zevo_dm, send_22_2c_56_prints_7f_22_10) {
+TEST_F(host_zevo_dm, send_22_2c_56_prints_the_training_counter_record) {
     const Run_result run = run_zevo_dm({"send", "22", "2C", "56"});
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_EQ(run.out, "7F 22 10\n");
+    EXPECT_EQ(run.out.rfind("62 2C 56 ", 0), 0u) << run.out;
+    EXPECT_EQ(run.out.back(), '\n');
     EXPECT_EQ(run.err, "");
 }
 
-TEST(host_zevo_dm, send_takes_the_request_as_one_argument) {
-    EXPECT_EQ(run_zevo_dm({"send", "222C56"}).out, "7F 22 10\n");
-    EXPECT_EQ(run_zevo_dm({"send", "22 2C 56"}).out, "7F 22 10\n");
+TEST_F(host_zevo_dm, send_takes_the_request_as_one_argument) {
+    const std::string separate = run_zevo_dm({"send", "22", "2C", "60"}).out;
+    EXPECT_EQ(run_zevo_dm({"send", "222C60"}).out, separate);
+    EXPECT_EQ(run_zevo_dm({"send", "22 2C 60"}).out, separate);
 }
 
-TEST(host_zevo_dm, send_of_an_unserved_did_prints_7f_22_31) {
+TEST_F(host_zevo_dm, send_of_an_unserved_did_prints_7f_22_31) {
     EXPECT_EQ(run_zevo_dm({"send", "22", "2C", "58"}).out, "7F 22 31\n");
 }
 
-TEST(host_zevo_dm, send_with_explicit_plugin_and_instance_loads_that_plugin) {
-    const Run_result run =
-        run_zevo_dm({"--plugin", ZEVO_TEST_PLUGIN_PATH, "--instance", "Instance_2", "send", "31", "01", "C0", "0F", "00"});
-    EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_EQ(run.out, "7F 31 10\n");
+TEST_F(host_zevo_dm, send_of_a_start_too_short_for_its_routine_prints_7f_31_13) {
+    EXPECT_EQ(run_zevo_dm({"send", "31", "01", "C0", "0B", "01"}).out, "7F 31 13\n");
 }
 
-TEST(host_zevo_dm, session_prints_every_exchange_and_exits_0) {
+TEST_F(host_zevo_dm, send_with_explicit_plugin_and_instance_serves_that_instance) {
+    const Run_result run = run_zevo_dm({"--plugin", ZEVO_TEST_PLUGIN_PATH, "--instance", "Instance_2", "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out.rfind("62 2C 56 ", 0), 0u) << run.out;
+}
+
+TEST_F(host_zevo_dm, without_simulator_and_without_waiting_every_served_identifier_answers_0x10) {
+    const Run_result run = run_zevo_dm({"--no-simulator", "--discovery-timeout", "0", "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out, "7F 22 10\n");
+}
+
+TEST_F(host_zevo_dm, services_not_found_within_the_discovery_timeout_exit_3_naming_them) {
+    const Run_result run = run_zevo_dm({"--no-simulator", "--discovery-timeout", "100", "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_NE(run.err.find("zevo-dm: no service found within 100 ms for 0x2C60, 0x2C57, 0x2C56, 0x2C55, 0xC00B, "
+                           "0xC00C, 0xC00D, 0xC00F, 0xC00A, 0x0648 (instance \"1\", --no-simulator: nothing in this "
+                           "process offers them)"),
+              std::string::npos)
+        << run.err;
+}
+
+// ---- the scripted session
+
+TEST_F(host_zevo_dm, session_prints_every_step_with_the_expected_answer_and_exits_0) {
+    const std::vector<sim::Session_step> steps = sim::default_session();
     const Run_result run = run_zevo_dm({"session"});
     EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
-    EXPECT_EQ(run.out.rfind("-> 22 2C 60\n<- 7F 22 10\n", 0), 0u) << run.out;
-    EXPECT_NE(run.out.find("-> 22 2C 56\n<- 7F 22 10\n"), std::string::npos);
-    EXPECT_NE(run.out.find("-> 31 03 06 48\n<- 7F 31 10\n"), std::string::npos);
-    EXPECT_NE(run.out.find("-> 22 2C 58\n<- 7F 22 31\n"), std::string::npos);
-    EXPECT_NE(run.out.find("-> 22 2C\n<- 7F 22 13\n"), std::string::npos);
-    EXPECT_NE(run.out.find("session: all 18 responses as expected\n"), std::string::npos);
+    std::size_t position = 0;
+    for (const sim::Session_step& step : steps) {
+        const std::string exchange = "-> " + format_hex_bytes(step.request) + "\n";
+        const std::string title = "# " + step.title + "\n";
+        position = run.out.find(title, position);
+        ASSERT_NE(position, std::string::npos) << "step '" << step.title << "' missing or out of order\n" << run.out;
+        const std::size_t sent = run.out.find(exchange, position);
+        ASSERT_NE(sent, std::string::npos) << step.title << "\n" << run.out;
+        const std::size_t answered = run.out.find("\n<- ", sent);
+        ASSERT_NE(answered, std::string::npos) << step.title;
+        const std::size_t end = run.out.find('\n', answered + 1);
+        EXPECT_EQ(run.out.substr(answered + 4, end - answered - 4), format_hex_bytes(step.expected)) << step.title;
+        position = end;
+    }
+    EXPECT_NE(run.out.find("session: all " + std::to_string(steps.size()) + " responses as expected\n"),
+              std::string::npos)
+        << run.out;
+    EXPECT_EQ(run.err, "");
 }
 
-TEST(host_zevo_dm, plugin_that_cannot_be_loaded_exits_2_naming_it) {
+TEST_F(host_zevo_dm, session_covers_cancel_withdraw_and_offer_steps) {
+    const std::vector<sim::Session_step> steps = sim::default_session();
+    const auto has = [&](sim::Session_step::Kind kind) {
+        for (const auto& step : steps) {
+            if (step.kind == kind) return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(has(sim::Session_step::Kind::send_and_cancel));
+    EXPECT_TRUE(has(sim::Session_step::Kind::withdraw_then_send));
+    EXPECT_TRUE(has(sim::Session_step::Kind::offer_then_send));
+    const Run_result run = run_zevo_dm({"session"});
+    EXPECT_NE(run.out.find(": cancelling the job\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("   its extension lost the service after "), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("   its extension found the service after "), std::string::npos) << run.out;
+}
+
+TEST_F(host_zevo_dm, session_with_an_answer_changed_by_a_scenario_shows_the_expected_bytes_and_exits_1) {
+    // An application error on every read of the training counter, which the session reads.
+    const Run_result run = run_zevo_dm({"--scenario",
+                                        scenario_file(R"({"faults": [{"identifier": "0x2C56", "method": "read",
+                                                          "application_error": [34]}]})"),
+                                        "session"});
+    EXPECT_EQ(run.exit_code, 1) << run.out << run.err;
+    EXPECT_NE(run.out.find("-> 22 2C 56\n<- 7F 22 22\n   expected 62 2C 56 "), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find(" steps not as expected:\n"), std::string::npos) << run.out;
+}
+
+// ---- faults of a scenario file, through send
+
+TEST_F(host_zevo_dm, delayed_answer_is_still_the_correct_one) {
+    const std::string normal = run_zevo_dm({"send", "22", "2C", "56"}).out;
+    const Run_result run =
+        send_with_faults(R"([{"identifier": "0x2C56", "method": "read", "delay_ms": 300}])", {"22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out, normal);
+}
+
+TEST_F(host_zevo_dm, application_error_of_a_read_becomes_its_code) {
+    const Run_result run = send_with_faults(R"([{"identifier": "0x2C56", "method": "read", "application_error": [34]}])",
+                                            {"22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out, "7F 22 22\n");
+}
+
+TEST_F(host_zevo_dm, application_error_of_a_start_gives_its_second_code_and_of_results_its_first) {
+    const std::string error = R"([{"identifier": "0xC00F", "method": "start", "application_error": [36, 49]},
+                                 {"identifier": "0xC00F", "method": "request_results", "application_error": [36, 49]}])";
+    EXPECT_EQ(send_with_faults(error, {"31", "01", "C0", "0F", "00"}).out, "7F 31 31\n");
+    EXPECT_EQ(send_with_faults(error, {"31", "03", "C0", "0F"}).out, "7F 31 24\n");
+}
+
+TEST_F(host_zevo_dm, other_return_code_becomes_0x10) {
+    EXPECT_EQ(send_with_faults(R"([{"identifier": "0x2C56", "method": "read", "return_code": 5}])", {"22", "2C", "56"}).out,
+              "7F 22 10\n");
+}
+
+TEST_F(host_zevo_dm, short_payload_becomes_0x10) {
+    EXPECT_EQ(
+        send_with_faults(R"([{"identifier": "0x2C60", "method": "read", "short_payload": true}])", {"22", "2C", "60"}).out,
+        "7F 22 10\n");
+}
+
+TEST_F(host_zevo_dm, malformed_payload_becomes_0x10) {
+    EXPECT_EQ(send_with_faults(R"([{"identifier": "0x2C60", "method": "read", "malformed_payload": true}])",
+                               {"22", "2C", "60"})
+                  .out,
+              "7F 22 10\n");
+}
+
+TEST_F(host_zevo_dm, no_answer_becomes_0x10_after_the_request_timeout) {
+    const Run_result run = send_with_faults(R"([{"identifier": "0x2C56", "method": "read", "no_answer": true}])",
+                                            {"22", "2C", "56"}, {"--request-timeout", "200"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out, "7F 22 10\n");
+}
+
+TEST_F(host_zevo_dm, dropped_call_becomes_0x10) {
+    EXPECT_EQ(send_with_faults(R"([{"identifier": "0x2C56", "method": "read", "drop": true}])", {"22", "2C", "56"}).out,
+              "7F 22 10\n");
+}
+
+TEST_F(host_zevo_dm, service_withdrawn_at_the_call_becomes_0x10) {
+    EXPECT_EQ(
+        send_with_faults(R"([{"identifier": "0x2C56", "method": "read", "withdraw_ms": 50}])", {"22", "2C", "56"}).out,
+        "7F 22 10\n");
+}
+
+// ---- interruption
+
+/// The trace line of the Read call (method 1) of 0x2C56 leaving for the service.
+const std::vector<std::string> read_sent = {"\"Method_call_request_tx\"", "d_2c56", "\"4_method_id\":1}"};
+
+TEST_F(host_zevo_dm, sigint_during_a_held_job_cancels_it_and_exits_130) {
+    Zevo_dm_process process({"--scenario",
+                             scenario_file(R"({"faults": [{"identifier": "0x2C56", "method": "read",
+                                               "hold_until_cancel": true}]})"),
+                             "--log-level", "5", "send", "22", "2C", "56"});
+    ASSERT_TRUE(process.wait_for_error_line(read_sent, 30s)) << "the read never left";
+    process.send_signal(SIGINT);
+    const Run_result run = process.finish(10s);
+    EXPECT_EQ(run.exit_code, 130) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_NE(run.err.find("zevo-dm: interrupted by SIGINT; the running job, if any, was cancelled\n"),
+              std::string::npos)
+        << run.err;
+    // The extension's cancel told the service: a Cancel call (method 0) after the read.
+    const std::size_t read = run.err.find("\"4_method_id\":1}");
+    EXPECT_NE(run.err.find("\"1_id\":\"Method_call_request_tx\",\"2_service_id\":{\"1_id\":\"Service_id\",\"string\":"
+                           "\"talm::services::diag::d_2c56::DataIdentifier_ZevoTrainingCounter\"},\"3_instance_id\":"
+                           "{\"1_id\":\"Instance_id\",\"2_string\":\"1\"},\"4_method_id\":0}",
+                           read),
+              std::string::npos)
+        << run.err;
+}
+
+TEST_F(host_zevo_dm, sigterm_during_a_held_job_exits_143) {
+    Zevo_dm_process process({"--scenario",
+                             scenario_file(R"({"faults": [{"identifier": "0x2C56", "method": "read",
+                                               "hold_until_cancel": true}]})"),
+                             "--log-level", "5", "send", "22", "2C", "56"});
+    ASSERT_TRUE(process.wait_for_error_line(read_sent, 30s)) << "the read never left";
+    process.send_signal(SIGTERM);
+    const Run_result run = process.finish(10s);
+    EXPECT_EQ(run.exit_code, 143) << run.err;
+    EXPECT_NE(run.err.find("zevo-dm: interrupted by SIGTERM"), std::string::npos) << run.err;
+}
+
+// ---- logging
+
+TEST_F(host_zevo_dm, log_level_5_shows_the_trace_of_each_call) {
+    const Run_result run = run_zevo_dm({"--log-level", "5", "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out.rfind("62 2C 56 ", 0), 0u) << run.out;
+    for (const char* event : {"Find_service_start", "Method_call_request_tx", "Method_call_response_rx"}) {
+        EXPECT_NE(run.err.find(event), std::string::npos) << event << "\n" << run.err;
+    }
+    EXPECT_NE(run.err.find(" ZEVO ACOM log debug "), std::string::npos) << run.err;
+}
+
+TEST_F(host_zevo_dm, log_level_0_shows_nothing) {
+    const Run_result run = run_zevo_dm({"--log-level", "0", "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+}
+
+// ---- the plug-in, options and scenario files that cannot be used
+
+TEST_F(host_zevo_dm, plugin_that_cannot_be_loaded_exits_2_naming_it) {
     const Run_result run = run_zevo_dm({"--plugin", "/nonexistent/plugin.so", "send", "22", "2C", "56"});
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_EQ(run.out, "");
     EXPECT_NE(run.err.find("cannot load plug-in /nonexistent/plugin.so"), std::string::npos) << run.err;
 }
 
-TEST(host_zevo_dm, plugin_without_an_entry_point_exits_2_naming_it) {
+TEST_F(host_zevo_dm, plugin_without_an_entry_point_exits_2_naming_it) {
     const Run_result run = run_zevo_dm({"--plugin", ZEVO_TEST_INCOMPLETE_PLUGIN_PATH, "session"});
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_NE(run.err.find("lacks the entry point construct_extension_did"), std::string::npos) << run.err;
 }
 
-TEST(host_zevo_dm, no_command_prints_the_help_and_exits_2) {
+TEST_F(host_zevo_dm, no_command_prints_the_help_and_exits_2) {
     const Run_result run = run_zevo_dm({});
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_NE(run.err.find("Usage: zevo-dm"), std::string::npos) << run.err;
 }
 
-TEST(host_zevo_dm, help_prints_the_help_and_exits_0) {
+TEST_F(host_zevo_dm, help_prints_the_help_and_exits_0) {
     const Run_result run = run_zevo_dm({"--help"});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_NE(run.out.find("Usage: zevo-dm"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("--scenario FILE"), std::string::npos) << run.out;
 }
 
-TEST(host_zevo_dm, bad_hex_exits_2_naming_the_bad_piece) {
+TEST_F(host_zevo_dm, bad_hex_exits_2_naming_the_bad_piece) {
     const Run_result run = run_zevo_dm({"send", "22", "2X", "56"});
     EXPECT_EQ(run.exit_code, 2);
     EXPECT_EQ(run.out, "");
     EXPECT_NE(run.err.find("'2X' is not hex"), std::string::npos) << run.err;
 }
 
-TEST(host_zevo_dm, bad_option_exits_2) {
+TEST_F(host_zevo_dm, bad_option_exits_2) {
     const Run_result run = run_zevo_dm({"--verbose", "session"});
     EXPECT_EQ(run.exit_code, 2);
-    EXPECT_NE(run.err.find("unknown option '--verbose'"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("zevo-dm: unknown option '--verbose'\nTry 'zevo-dm --help'.\n"), std::string::npos)
+        << run.err;
+}
+
+TEST_F(host_zevo_dm, bad_log_level_exits_2) {
+    const Run_result run = run_zevo_dm({"--log-level", "9", "session"});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_NE(run.err.find("zevo-dm: --log-level wants a level from 0 to 6, not '9'"), std::string::npos) << run.err;
+}
+
+TEST_F(host_zevo_dm, session_without_simulator_exits_2) {
+    const Run_result run = run_zevo_dm({"--no-simulator", "session"});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_NE(run.err.find("session drives the embedded simulator and cannot run with --no-simulator"),
+              std::string::npos)
+        << run.err;
+}
+
+TEST_F(host_zevo_dm, scenario_file_with_a_bad_value_exits_2_naming_its_json_path) {
+    const std::string path =
+        scenario_file(R"({"faults": [{"identifier": "0x2C56", "method": "read"},
+                                     {"identifier": "0x2C56", "method": "read", "delay_ms": -5}]})");
+    const Run_result run = run_zevo_dm({"--scenario", path, "session"});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "zevo-dm: scenario file " + path + ": $.faults[1].delay_ms: expected a non-negative integer\n");
+}
+
+TEST_F(host_zevo_dm, scenario_file_with_an_unknown_key_exits_2_naming_its_json_path) {
+    const std::string path = scenario_file(R"({"faults": [{"identifier": "0x2C56", "method": "read", "delay": 5}]})");
+    const Run_result run = run_zevo_dm({"--scenario", path, "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.err, "zevo-dm: scenario file " + path + ": $.faults[0].delay: unknown key\n");
+}
+
+TEST_F(host_zevo_dm, scenario_file_that_is_not_json_exits_2) {
+    const std::string path = scenario_file("{\"faults\": [");
+    const Run_result run = run_zevo_dm({"--scenario", path, "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.err.rfind("zevo-dm: scenario file " + path + ": $: not valid JSON", 0), 0u) << run.err;
+}
+
+TEST_F(host_zevo_dm, scenario_file_that_cannot_be_read_exits_2) {
+    const Run_result run = run_zevo_dm({"--scenario", "/nonexistent/faults.json", "send", "22", "2C", "56"});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.err, "zevo-dm: scenario file /nonexistent/faults.json: cannot be read\n");
 }
 
 }  // namespace
+}  // namespace zevo::host
