@@ -21,32 +21,18 @@
 
 namespace ruv::com::someip::serialization {
 
-// --- responses: single bytes, 16-bit integers (big-endian), byte vectors, fixed byte arrays ---
+// --- responses: what a request may hold, and 16-bit integers (big-endian) ---
 
+/// Single bytes, byte vectors and fixed byte arrays (with their length field N, as the plug-in's
+/// reader accepts them) are written as in a request.
 template <class T>
-void serialize_field(std::vector<std::uint8_t>& buffer, const T& value, const Serialization_properties& properties) =
-    delete;
-
-inline void serialize_field(std::vector<std::uint8_t>& buffer, const std::uint8_t& value,
-                            const Serialization_properties& properties) {
-    serialize_dispatch(buffer, value, properties);
+void serialize_field(std::vector<std::uint8_t>& buffer, const T& value, const Serialization_properties& properties) {
+    serialize_value(buffer, value, properties);
 }
 
 inline void serialize_field(std::vector<std::uint8_t>& buffer, const std::uint16_t& value,
                             const Serialization_properties& properties) {
     serialize_dispatch(buffer, value, properties);
-}
-
-inline void serialize_field(std::vector<std::uint8_t>& buffer, const std::vector<std::uint8_t>& value,
-                            const Serialization_properties& properties) {
-    write_byte_vector(buffer, value, properties);
-}
-
-/// With its length field N, as the plug-in's reader accepts it.
-template <std::size_t N>
-void serialize_field(std::vector<std::uint8_t>& buffer, const std::array<std::uint8_t, N>& value,
-                     const Serialization_properties& properties) {
-    write_byte_array(buffer, value, properties);
 }
 
 /// Appends the members of `output.fields()` in order of declaration.
@@ -67,30 +53,17 @@ std::vector<std::uint8_t> response_payload(const Output& output) {
     return buffer;
 }
 
-// --- requests: a map first, then single bytes, byte vectors, fixed byte arrays ---
+// --- requests: a map first, then what a response may hold ---
 
+/// Single bytes, byte vectors and fixed byte arrays are read as in a response.
 template <class T>
-void deserialize_argument(Payload_cursor& buffer, T& value, const Serialization_properties& properties) = delete;
+void deserialize_argument(Payload_cursor& buffer, T& value, const Serialization_properties& properties) {
+    deserialize_value(buffer, value, properties);
+}
 
 inline void deserialize_argument(Payload_cursor& buffer, std::map<std::string, std::string>& value,
                                  const Serialization_properties& properties) {
     read_string_map(buffer, value, properties);
-}
-
-inline void deserialize_argument(Payload_cursor& buffer, std::uint8_t& value,
-                                 const Serialization_properties& properties) {
-    deserialize_value(buffer, value, properties);
-}
-
-inline void deserialize_argument(Payload_cursor& buffer, std::vector<std::uint8_t>& value,
-                                 const Serialization_properties& properties) {
-    deserialize_value(buffer, value, properties);
-}
-
-template <std::size_t N>
-void deserialize_argument(Payload_cursor& buffer, std::array<std::uint8_t, N>& value,
-                          const Serialization_properties& properties) {
-    deserialize_value(buffer, value, properties);
 }
 
 /// The arguments of one call of `Method` read from its request payload: std::tuple<Meta_info,
