@@ -28,13 +28,7 @@ void read_byte_vector(Read_buffer<std::vector<std::uint8_t>>& buffer, std::vecto
                       const Serialization_properties& properties) {
     const std::uint64_t length = static_cast<std::uint32_t>(read_length_field(4, buffer, properties));
     const std::uint64_t start = buffer.offset();
-    if (start > ~length) {
-        throw std::overflow_error(error_texts::size_overflow);
-    }
-    const std::uint64_t end = start + length;
-    if (buffer.size() < end) {
-        throw std::out_of_range(error_texts::invalid_end_position);
-    }
+    const std::uint64_t end = record_end(buffer, length);
     while (buffer.offset() < end) {
         value.push_back(0);
         byte_order::read_from_container(
