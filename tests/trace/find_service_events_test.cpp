@@ -15,16 +15,11 @@ namespace {
 
 using namespace ruv::com::log;
 using zevo::test::found_service;
+using zevo::test::keys_of;
 using zevo::test::only_level;
 using zevo::test::only_line;
 using zevo::test::routine_0648;
 using zevo::test::Spy_log_backend;
-
-std::vector<std::string> keys_of(nlohmann::json const& object) {
-    std::vector<std::string> keys;
-    for (auto const& item : object.items()) keys.push_back(item.key());
-    return keys;
-}
 
 TEST(Find_service_result, an_empty_list_renders_an_empty_vector) {
     Spy_log_backend spy;

@@ -20,16 +20,11 @@ namespace {
 
 using namespace ruv::com::log;
 using zevo::test::method_trace_info;
+using zevo::test::keys_of;
 using zevo::test::only_level;
 using zevo::test::only_line;
 using zevo::test::routine_0648;
 using zevo::test::Spy_log_backend;
-
-std::vector<std::string> keys_of(nlohmann::json const& object) {
-    std::vector<std::string> keys;
-    for (auto const& item : object.items()) keys.push_back(item.key());
-    return keys;
-}
 
 TEST(Method_call_request_tx, its_incident_has_the_method_but_no_error_code) {
     Spy_log_backend spy;

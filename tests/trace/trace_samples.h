@@ -7,6 +7,9 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "kel/com/runtime/service_handle.h"
 #include "trace/method_trace_info.h"
@@ -49,6 +52,13 @@ private:
 inline kel::com::runtime::Service_handle found_service(std::string service, std::string instance) {
     return kel::com::runtime::Service_handle{
         std::make_shared<Fixed_handle_record const>(std::move(service), std::move(instance))};
+}
+
+/// The keys of a JSON object in the order it renders them.
+inline std::vector<std::string> keys_of(nlohmann::json const& object) {
+    std::vector<std::string> keys;
+    for (auto const& item : object.items()) keys.push_back(item.key());
+    return keys;
 }
 
 }  // namespace zevo::test
