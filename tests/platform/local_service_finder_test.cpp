@@ -3,8 +3,10 @@
 // every offer and withdrawal, in order; destroying the subscription handle stops it;
 // find_services answers the list of now. The slot order (the destructor pair, find_services,
 // subscribe) is checked through the raw virtual table.
+#include "ordered_inbox.h"
 #include "kel/com/runtime/service_finder.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
@@ -67,40 +69,21 @@ class List_inbox {
 public:
     Service_finder::Callback callback() {
         return [this](std::vector<Service_handle> services) {
-            const bool on_runtime = Provider_registry::process().runtime()->dispatcher().runs_on_worker();
-            std::lock_guard<std::mutex> lock(mutex_);
-            lists_.push_back(records_of(services));
-            all_on_runtime_threads_ = all_on_runtime_threads_ && on_runtime;
-            arrived_.notify_all();
+            if (!Provider_registry::process().runtime()->dispatcher().runs_on_worker()) {
+                all_on_runtime_threads_.store(false);
+            }
+            lists_.put(records_of(services));
             return true;
         };
     }
 
-    std::optional<Records> next() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        if (!arrived_.wait_for(lock, strand_bound, [this] { return !lists_.empty(); })) {
-            return std::nullopt;
-        }
-        Records records = std::move(lists_.front());
-        lists_.pop_front();
-        return records;
-    }
-
-    std::size_t waiting() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return lists_.size();
-    }
-
-    bool all_on_runtime_threads() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return all_on_runtime_threads_;
-    }
+    std::optional<Records> next() { return lists_.next(strand_bound); }
+    std::size_t waiting() const { return lists_.waiting(); }
+    bool all_on_runtime_threads() const { return all_on_runtime_threads_.load(); }
 
 private:
-    mutable std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::deque<Records> lists_;
-    bool all_on_runtime_threads_ = true;
+    zevo::test::Ordered_inbox<Records> lists_;
+    std::atomic<bool> all_on_runtime_threads_{true};
 };
 
 std::shared_ptr<Service_finder> finder() { return Component_singleton::instance().get_service_finder(); }

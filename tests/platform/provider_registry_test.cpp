@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "local_call_support.h"
+#include "ordered_inbox.h"
 #include "ruv/com/runtime/service_entry.h"
 
 namespace {
@@ -47,32 +48,21 @@ Records records_of(const std::vector<Service_handle>& services) {
     return records;
 }
 
-// Keeps what a listener is told, for the test to take in order.
+// Keeps what a listener is told, for the test to take in order, and on which threads.
 class List_inbox {
 public:
     ruv::com::local::Offer_listener listener() {
         return [this](std::vector<Service_handle> services) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            lists_.push_back(records_of(services));
-            threads_.push_back(std::this_thread::get_id());
-            arrived_.notify_all();
+            {
+                std::lock_guard<std::mutex> lock(mutex_);
+                threads_.push_back(std::this_thread::get_id());
+            }
+            lists_.put(records_of(services));
         };
     }
 
-    std::optional<Records> next() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        if (!arrived_.wait_for(lock, zevo::test::bound, [this] { return !lists_.empty(); })) {
-            return std::nullopt;
-        }
-        Records records = std::move(lists_.front());
-        lists_.pop_front();
-        return records;
-    }
-
-    std::size_t waiting() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return lists_.size();
-    }
+    std::optional<Records> next() { return lists_.next(zevo::test::bound); }
+    std::size_t waiting() const { return lists_.waiting(); }
 
     std::vector<std::thread::id> threads() const {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -80,9 +70,8 @@ public:
     }
 
 private:
+    zevo::test::Ordered_inbox<Records> lists_;
     mutable std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::deque<Records> lists_;
     std::vector<std::thread::id> threads_;
 };
 
