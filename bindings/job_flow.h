@@ -30,13 +30,20 @@ inline void forget_stale_cancel(std::atomic<bool>& cancel_requested) noexcept {
     }
 }
 
+/// The readiness look of each pass. A zero-length wait answers from the shared state's status
+/// and never enters the kernel (a wait until an absolute time already past would still arm a
+/// timer and sleep); a future missing either state reference, or a deferred one, is not ready.
+template <class T>
+bool is_ready(const kel::com::Future<T>& future) {
+    return future.valid() && future.wait_for(std::chrono::nanoseconds::zero()) == std::future_status::ready;
+}
+
 /// Polls until the call is answered (true) or a cancel is seen (false). The readiness test comes
 /// before the flag in every pass, so an answer that is there is taken even beside a cancel.
 template <class T>
 bool wait_for_answer(const kel::com::Future<T>& future, const std::atomic<bool>& cancel_requested) {
     for (;;) {
-        // Never blocks; a future missing either state reference, or a deferred one, is not ready.
-        if (future.valid() && future.wait_until(std::chrono::system_clock::now()) == std::future_status::ready) {
+        if (is_ready(future)) {
             return true;
         }
         if (cancel_requested.load(std::memory_order_acquire)) {

@@ -50,7 +50,10 @@ void Job_runner::work() {
         next->code = code;
         next->error = std::move(error);
         next->done = true;
+        // Signalled after the unlock, so that the woken caller does not block on the lock at once.
+        lock.unlock();
         changed_.notify_all();
+        lock.lock();
     }
 }
 
@@ -62,7 +65,9 @@ Job_runner::Outcome Job_runner::run(const Extension_job& job, const Job_cancel& 
     fresh.job = &job;
     fresh.cancel = &cancel;
     const auto entry = jobs_.insert(jobs_.end(), std::move(fresh));
-    changed_.notify_all();
+    lock.unlock();
+    changed_.notify_all();  // after the unlock: the woken worker takes the lock at once
+    lock.lock();
     while (!entry->done) {
         if (!interrupted_ || !entry->started) {
             changed_.wait(lock);

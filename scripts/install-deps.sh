@@ -3,7 +3,7 @@
 # Usage: scripts/install-deps.sh [run|test]   (run: build and run the host; test: everything)
 set -euo pipefail
 
-packages=(cmake ninja-build g++ make nlohmann-json3-dev)
+packages=(cmake ninja-build g++ make nlohmann-json3-dev ccache)
 if [ "${1:-test}" = test ]; then
   packages+=(clang-14 libclang-rt-14-dev libgtest-dev libgmock-dev googletest)
 fi

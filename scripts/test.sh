@@ -3,6 +3,8 @@
 # with AddressSanitizer and UndefinedBehaviorSanitizer, and a g++ build with ThreadSanitizer; then
 # runs each fuzz target for 30 s (scripts/fuzz.sh 30). Any failing test, sanitizer report or fuzz
 # crash fails the run. Usage: scripts/test.sh [plain|asan|tsan|fuzz]...
+# Compiles through ccache when it is installed (scripts/install-deps.sh installs it); the sanitizer
+# builds leave out the benchmarks, which they never run. Prints the time of every stage at the end.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh" test
@@ -10,20 +12,37 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
+# Paths relative to the clone and no working directory in the hash: a clone elsewhere, or another
+# build directory of the same sources, reuses the cached objects.
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+
+stages=()
+stage_started=0
+begin_stage() { stage_started=$SECONDS; echo "=== $1 ==="; }
+end_stage() { stages+=("$(printf '%-14s %5d s' "$1" $((SECONDS - stage_started)))"); }
+print_stages() {
+  echo "=== stage times ==="
+  printf '%s\n' "${stages[@]}"
+  if command -v ccache >/dev/null; then ccache --show-stats 2>/dev/null | grep -Ei '^ *(hits|misses|cache hit)' || true; fi
+}
+trap print_stages EXIT
 
 variants=("$@")
 [ ${#variants[@]} -gt 0 ] || variants=(plain asan tsan fuzz)
 for variant in "${variants[@]}"; do
   case "$variant" in
-    fuzz) "$root/scripts/fuzz.sh" 30; continue ;;
+    fuzz) stage_started=$SECONDS; "$root/scripts/fuzz.sh" 30; end_stage "fuzz"; continue ;;
     plain) options=(-DCMAKE_CXX_COMPILER=g++) ;;
     asan) options=(-DCMAKE_CXX_COMPILER=clang++-14 -DZEVO_SANITIZE=address,undefined -DZEVO_BUILD_BENCH=OFF) ;;
     tsan) options=(-DCMAKE_CXX_COMPILER=g++ -DZEVO_SANITIZE=thread -DZEVO_BUILD_BENCH=OFF) ;;
     *) echo "unknown build variant: $variant (plain, asan, tsan or fuzz)" >&2; exit 2 ;;
   esac
   build="$root/build/test-$variant"
-  echo "=== $variant build ==="
+  begin_stage "$variant build"
   cmake -S "$root" -B "$build" -G Ninja "${options[@]}" >/dev/null
   cmake --build "$build" -j "$(nproc)"
+  end_stage "$variant build"
+  begin_stage "$variant tests"
   (cd "$build" && ctest --output-on-failure -j "$(nproc)")
+  end_stage "$variant tests"
 done

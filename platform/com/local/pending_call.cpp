@@ -24,7 +24,9 @@ bool Pending_call::answer(std::uint8_t return_code, kel::com::runtime::Serialize
     if (!end(handler)) {
         return false;
     }
-    runtime_->dispatcher().post(
+    // A provider that answers inside its call is on a runtime worker: the handler follows on the
+    // same worker once the provider has returned, rather than waking a second one.
+    runtime_->dispatcher().defer(
         [handler = std::move(handler), return_code, response = std::move(response)]() mutable {
             if (handler) {
                 handler(return_code, std::move(response));

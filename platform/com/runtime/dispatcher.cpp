@@ -23,9 +23,34 @@ struct Dispatcher::State {
     std::vector<std::thread::id> worker_ids;   ///< guarded by mutex
 
     static void work(const std::shared_ptr<State>& state) noexcept;
+    /// Runs `task` on the calling worker, logging what it throws; the closure is destroyed before
+    /// the return.
+    static void run(Task& task) noexcept;
 };
 
+namespace {
+
+/// The tasks deferred by the task that a worker runs now, and the dispatcher they belong to;
+/// empty on threads that are no worker. Only their own worker touches them.
+struct Deferred_tasks {
+    const void* owner = nullptr;
+    std::deque<Dispatcher::Task> tasks;
+};
+thread_local Deferred_tasks deferred_here;
+
+}  // namespace
+
+void Dispatcher::State::run(Task& task) noexcept {
+    try {
+        task();
+    } catch (...) {
+        detail::log_current_exception("A task of the runtime's dispatcher");
+    }
+    task = nullptr;  // the closure (a handler, a reply) goes before the lock is taken again
+}
+
 void Dispatcher::State::work(const std::shared_ptr<State>& state) noexcept {
+    deferred_here.owner = state.get();
     std::unique_lock<std::mutex> lock(state->mutex);
     for (;;) {
         state->wake.wait(lock, [&state] { return state->stopped || !state->tasks.empty(); });
@@ -35,12 +60,19 @@ void Dispatcher::State::work(const std::shared_ptr<State>& state) noexcept {
         Task task = std::move(state->tasks.front());
         state->tasks.pop_front();
         lock.unlock();
-        try {
-            task();
-        } catch (...) {
-            detail::log_current_exception("A task of the runtime's dispatcher");
+        run(task);
+        while (!deferred_here.tasks.empty()) {
+            Task next = std::move(deferred_here.tasks.front());
+            deferred_here.tasks.pop_front();
+            lock.lock();
+            const bool stopped = state->stopped;
+            lock.unlock();
+            if (stopped) {
+                next = nullptr;  // dropped uncalled like the queued tasks, with no lock held
+                continue;
+            }
+            run(next);
         }
-        task = nullptr;  // the closure (a handler, a reply) goes before the lock is taken again
         lock.lock();
     }
 }
@@ -63,16 +95,38 @@ Dispatcher::Dispatcher(std::size_t thread_count)
 Dispatcher::~Dispatcher() { stop(); }
 
 bool Dispatcher::post(Task task) {
+    bool queued = false;
     {
         std::lock_guard<std::mutex> lock(state_->mutex);
         if (!state_->stopped) {
             state_->tasks.push_back(std::move(task));
-            state_->wake.notify_one();
-            return true;
+            queued = true;
         }
+    }
+    if (queued) {
+        // Signalled after the unlock: a worker woken under the lock would at once block on it.
+        state_->wake.notify_one();
+        return true;
     }
     task = nullptr;  // refused: destroyed here, uncalled, with no lock held
     return false;
+}
+
+bool Dispatcher::defer(Task task) {
+    if (deferred_here.owner != state_.get()) {
+        return post(std::move(task));
+    }
+    bool stopped = false;
+    {
+        std::lock_guard<std::mutex> lock(state_->mutex);
+        stopped = state_->stopped;
+    }
+    if (stopped) {
+        task = nullptr;  // refused like a post: destroyed here, uncalled, with no lock held
+        return false;
+    }
+    deferred_here.tasks.push_back(std::move(task));
+    return true;
 }
 
 void Dispatcher::stop() noexcept {

@@ -16,6 +16,10 @@ struct Request_timer::State {
     std::mutex mutex;
     std::condition_variable wake;      ///< signalled when the earliest deadline or stop changes
     std::map<Key, Expiry> expiries;    ///< guarded by mutex, earliest first
+    /// Guarded by mutex: when the timer thread wakes by itself next (max while it waits for a
+    /// signal alone). A new deadline that is not earlier needs no signal: the thread, once awake,
+    /// sleeps again until the earliest deadline it finds.
+    Clock::time_point waking_at = Clock::time_point::max();
     std::uint64_t next_sequence = 1;   ///< guarded by mutex
     bool stopped = false;              ///< guarded by mutex
     std::thread thread;                ///< guarded by mutex; taken by the first stop
@@ -27,14 +31,17 @@ void Request_timer::State::work(const std::shared_ptr<State>& state) noexcept {
     std::unique_lock<std::mutex> lock(state->mutex);
     while (!state->stopped) {
         if (state->expiries.empty()) {
+            state->waking_at = Clock::time_point::max();
             state->wake.wait(lock);
             continue;
         }
         const Clock::time_point deadline = state->expiries.begin()->first.deadline;
         if (Clock::now() < deadline) {
+            state->waking_at = deadline;
             state->wake.wait_until(lock, deadline);
             continue;
         }
+        state->waking_at = Clock::time_point::min();  // running expiries: looks again before it sleeps
         auto node = state->expiries.extract(state->expiries.begin());
         lock.unlock();
         try {
@@ -61,7 +68,13 @@ Request_timer::Key Request_timer::schedule(Clock::time_point deadline, Expiry ex
         if (!state_->stopped) {
             const Key key{deadline, state_->next_sequence++};
             state_->expiries.emplace(key, std::move(expiry));
-            state_->wake.notify_one();
+            // Calls are scheduled and cancelled far more often than they expire: waking the
+            // thread for a deadline later than the one it already sleeps to would cost every call
+            // a context switch for nothing.
+            if (deadline < state_->waking_at) {
+                state_->waking_at = deadline;
+                state_->wake.notify_one();
+            }
             return key;
         }
     }

@@ -1,7 +1,7 @@
 #pragma once
 // The runtime's worker threads: they run what the bindings post (calls to providers, response
 // handlers, discovery notifications), taken in posting order, never on the poster's thread (a
-// task posted from a worker runs later). post and stop are thread-safe and may be called from a
+// task posted from a worker runs later; a deferred one right after the task that deferred it). post and stop are thread-safe and may be called from a
 // task; a task that throws is logged and the worker goes on.
 
 #include <cstddef>
@@ -25,6 +25,13 @@ public:
     /// Queues the task for the next free worker. False once stopped: the task is then destroyed
     /// on this thread before the return, uncalled. Throws std::bad_alloc (the task is destroyed).
     bool post(Task task);
+
+    /// Like post, but from one of this dispatcher's workers the task stays with that worker and
+    /// runs right after the task that deferred it, before the worker takes anything else from
+    /// the queue, without waking another thread. For the continuation of the running task (the
+    /// answer a provider gives inside its call): it must not wait for the deferred task, which
+    /// cannot run before it returns. From any other thread the same as post.
+    bool defer(Task task);
 
     /// Lets the running tasks finish, joins the workers (a worker that stops its own dispatcher
     /// is detached instead), then destroys the queued tasks uncalled, on this thread. Later
