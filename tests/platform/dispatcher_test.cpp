@@ -9,6 +9,7 @@
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -161,3 +162,79 @@ TEST(Dispatcher, has_at_least_one_worker) {
 }
 
 }  // namespace
+
+// A task deferred from a worker runs on that worker right after the task that deferred it, ahead
+// of what was queued before, and the other workers are not woken for it.
+TEST(Dispatcher, a_deferred_task_runs_on_the_deferring_worker_right_after_its_task) {
+    Dispatcher sut{2};
+    std::vector<std::string> order;  // written by the deferring worker only, read after `done`
+    std::promise<void> done;
+    auto finished = done.get_future();
+    std::promise<std::thread::id> deferring_thread;
+    auto deferring = deferring_thread.get_future();
+    std::promise<std::thread::id> deferred_thread;
+    auto deferred = deferred_thread.get_future();
+    ASSERT_TRUE(sut.post([&] {
+        deferring_thread.set_value(std::this_thread::get_id());
+        ASSERT_TRUE(sut.defer([&] {
+            order.push_back("deferred");
+            deferred_thread.set_value(std::this_thread::get_id());
+            done.set_value();
+        }));
+        order.push_back("deferring task returns");
+    }));
+    ASSERT_TRUE(ready(finished));
+    ASSERT_EQ(order.size(), 2U);
+    EXPECT_EQ(order[0], "deferring task returns");
+    EXPECT_EQ(order[1], "deferred");
+    EXPECT_EQ(deferring.get(), deferred.get());
+}
+
+TEST(Dispatcher, a_deferred_task_goes_before_the_tasks_queued_while_its_deferrer_ran) {
+    Dispatcher sut{1};
+    std::vector<int> order;
+    std::promise<void> done;
+    auto finished = done.get_future();
+    ASSERT_TRUE(sut.post([&] {
+        ASSERT_TRUE(sut.post([&order, &done] {
+            order.push_back(2);
+            done.set_value();
+        }));
+        ASSERT_TRUE(sut.defer([&order] { order.push_back(1); }));
+    }));
+    ASSERT_TRUE(ready(finished));
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(Dispatcher, defer_from_a_thread_that_is_no_worker_posts) {
+    Dispatcher sut{1};
+    std::promise<std::thread::id> ran;
+    auto where = ran.get_future();
+    ASSERT_TRUE(sut.defer([&ran] { ran.set_value(std::this_thread::get_id()); }));
+    ASSERT_TRUE(ready(where));
+    EXPECT_NE(where.get(), std::this_thread::get_id());
+}
+
+TEST(Dispatcher, defer_after_stop_is_refused_and_the_task_destroyed_before_the_return) {
+    Dispatcher sut{1};
+    sut.stop();
+    auto gone = std::make_shared<std::promise<void>>();
+    auto destroyed = gone->get_future();
+    bool called = false;
+    EXPECT_FALSE(sut.defer([&called, flag = Destruction_flag{std::move(gone)}] { called = true; }));
+    EXPECT_TRUE(ready(destroyed, std::chrono::milliseconds{0}));
+    EXPECT_FALSE(called);
+}
+
+TEST(Dispatcher, a_task_deferred_by_a_task_that_stops_the_dispatcher_is_dropped_uncalled) {
+    auto sut = std::make_shared<Dispatcher>(1);
+    auto gone = std::make_shared<std::promise<void>>();
+    auto destroyed = gone->get_future();
+    std::atomic<bool> called{false};
+    ASSERT_TRUE(sut->post([sut, &called, flag = Destruction_flag{std::move(gone)}]() mutable {
+        ASSERT_TRUE(sut->defer([&called, flag = std::move(flag)] { called = true; }));
+        sut->stop();
+    }));
+    ASSERT_TRUE(ready(destroyed));
+    EXPECT_FALSE(called);
+}

@@ -118,4 +118,30 @@ TEST(Request_timer, an_earlier_deadline_scheduled_later_wakes_the_timer) {
     EXPECT_TRUE(ready(ran));
 }
 
+// The timer is not woken for a deadline later than the one it sleeps to; it must still find that
+// deadline when it wakes for the earlier one, also when the earlier one was cancelled meanwhile.
+TEST(Request_timer, a_later_deadline_scheduled_while_it_sleeps_to_a_cancelled_earlier_one_still_runs) {
+    Request_timer sut;
+    const auto early = sut.schedule(Clock::now() + std::chrono::milliseconds{10}, [] { ADD_FAILURE() << "cancelled"; });
+    std::promise<Clock::time_point> later;
+    auto ran = later.get_future();
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds{20};
+    sut.schedule(deadline, [&later] { later.set_value(Clock::now()); });
+    EXPECT_TRUE(sut.cancel(early));
+    ASSERT_TRUE(ready(ran));
+    EXPECT_GE(ran.get(), deadline);
+}
+
+TEST(Request_timer, expiries_scheduled_one_after_another_each_run_at_their_deadline) {
+    Request_timer sut;
+    for (int round = 0; round < 3; ++round) {
+        std::promise<Clock::time_point> expired;
+        auto ran = expired.get_future();
+        const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds{5};
+        sut.schedule(deadline, [&expired] { expired.set_value(Clock::now()); });
+        ASSERT_TRUE(ready(ran)) << "round " << round;
+        EXPECT_GE(ran.get(), deadline);
+    }
+}
+
 }  // namespace
