@@ -136,6 +136,13 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
     return options;
 }
 
+std::optional<int> log_level_to_set(const Host_options& options, const char* environment_level) {
+    if (options.log_level) return options.log_level;
+    if (environment_level != nullptr && *environment_level != '\0') return std::nullopt;
+    if (options.command == Host_command::send) return send_default_log_level;
+    return std::nullopt;
+}
+
 std::string host_usage() {
     return "Usage: zevo-dm [options] send BYTES...\n"
            "       zevo-dm [options] session\n"
@@ -170,7 +177,9 @@ std::string host_usage() {
            "  --log-level N            0 off, 1 fatal, 2 error, 3 warning, 4 info, 5 debug (the\n"
            "                           plug-in's traces of every call), 6 verbose; sets\n"
            "                           ZEVO_LOG_LEVEL for this process (default: ZEVO_LOG_LEVEL\n"
-           "                           from the environment, else 4). Log lines go to standard error.\n"
+           "                           from the environment, else 3 for send and 4 for session).\n"
+           "                           Log lines go to standard error, or to a DLT daemon with\n"
+           "                           ZEVO_LOG_SINK=dlt (see the README's Platform logging).\n"
            "  --request-timeout MS     how long the platform waits for a service's answer before\n"
            "                           it fails the call; 0 never (default: the platform's, 10000)\n"
            "  --discovery-timeout MS   how long to wait for every extension to find its service\n"

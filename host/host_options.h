@@ -61,6 +61,17 @@ struct Host_options {
 /// for session with --no-simulator (the session drives the embedded simulator).
 Host_options parse_host_options(const std::vector<std::string>& arguments);
 
+/// The level `send` logs at unless asked for more: warnings and errors, so that its answer is not
+/// lost among the info records of every service search.
+constexpr int send_default_log_level = 3;
+
+/// The ZEVO_LOG_LEVEL that zevo-dm sets for itself before the log library reads it, or nothing
+/// to leave the environment's as it is: --log-level when given; else nothing when
+/// `environment_level` (ZEVO_LOG_LEVEL, may be null) is set and not empty; else
+/// send_default_log_level for send, and nothing for every other command, which keeps the log
+/// library's default (4, info).
+std::optional<int> log_level_to_set(const Host_options& options, const char* environment_level);
+
 /// The text of --help.
 std::string host_usage();
 

@@ -12,6 +12,7 @@
 #include "sim/response_codes.h"
 #include "sim/service_state.h"
 #include "sim/service_table.h"
+#include "sim/sim_log.h"
 #include "sim/timer_thread.h"
 
 namespace zevo::sim {
@@ -75,20 +76,25 @@ public:
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
-    void offer(std::size_t index) {
+    /// True when the service was not offered before.
+    bool offer(std::size_t index) {
         const std::lock_guard<std::mutex> lock(offers_mutex_);
-        if (offers_[index].offered()) return;
+        if (offers_[index].offered()) return false;
         offers_[index] = registry_.offer(service_table()[index].interface_name, instance_,
                                          [this, index](std::uint16_t method_id, std::vector<std::uint8_t> request,
                                                        ruv::com::local::Reply reply) {
                                              receive(index, method_id, request, std::move(reply));
                                          });
+        return true;
     }
 
-    /// Waits for the service's running handlers; they never take offers_mutex_.
-    void withdraw(std::size_t index) noexcept {
+    /// Waits for the service's running handlers; they never take offers_mutex_. True when the
+    /// service was offered before.
+    bool withdraw(std::size_t index) noexcept {
         const std::lock_guard<std::mutex> lock(offers_mutex_);
+        const bool was_offered = offers_[index].offered();
         offers_[index].withdraw();
+        return was_offered;
     }
 
     void withdraw_all() noexcept {
@@ -102,9 +108,14 @@ public:
 
     void inject(const Fault& fault) {
         check_usable(fault, "injected fault");
-        const std::lock_guard<std::mutex> lock(state_mutex_);
-        faults_.add(fault);
+        {
+            const std::lock_guard<std::mutex> lock(state_mutex_);
+            faults_.add(fault);
+        }
+        log_fault_added(fault);
     }
+
+    const std::string& instance() const { return instance_; }
 
     bool wait_for_pending_call(std::uint16_t identifier, Method method, std::chrono::milliseconds timeout) const {
         return held_.wait_for(identifier, method, timeout);
@@ -127,6 +138,7 @@ private:
         }
         const Decision decision = decide(service, index, method, request);
         const std::optional<Fault>& fault = decision.fault;
+        if (fault) log_fault_taken(service.identifier, method, service.routine, *fault);
         if (fault && fault->drop) return;  // the reply goes with this frame, unanswered
         if (fault && (fault->no_answer || fault->hold_until_cancel)) {
             held_.add(service.identifier, method, std::move(reply), fault->hold_until_cancel);
@@ -190,8 +202,13 @@ private:
 
     /// On the timer thread.
     void withdraw_for(std::size_t index, std::chrono::milliseconds away) {
-        withdraw(index);
-        timer_.schedule(std::chrono::steady_clock::now() + away, [this, index] { offer(index); });
+        const std::uint16_t identifier = service_table()[index].identifier;
+        if (withdraw(index)) {
+            log_offer_change(identifier, false, "by a fault, for " + std::to_string(away.count()) + " ms");
+        }
+        timer_.schedule(std::chrono::steady_clock::now() + away, [this, index, identifier] {
+            if (offer(index)) log_offer_change(identifier, true, "after a fault's withdrawal");
+        });
     }
 
     ruv::com::local::Provider_registry& registry_;
@@ -218,11 +235,16 @@ Key_simulator::~Key_simulator() = default;
 
 void Key_simulator::offer_all() {
     for (std::size_t index = 0; index < service_table().size(); ++index) services_->offer(index);
+    log_all_offered(services_->instance());
 }
 
-void Key_simulator::offer(std::uint16_t identifier) { services_->offer(index_of(identifier)); }
+void Key_simulator::offer(std::uint16_t identifier) {
+    if (services_->offer(index_of(identifier))) log_offer_change(identifier, true, "");
+}
 
-void Key_simulator::withdraw(std::uint16_t identifier) { services_->withdraw(index_of(identifier)); }
+void Key_simulator::withdraw(std::uint16_t identifier) {
+    if (services_->withdraw(index_of(identifier))) log_offer_change(identifier, false, "");
+}
 
 void Key_simulator::withdraw_all() noexcept { services_->withdraw_all(); }
 

@@ -43,6 +43,14 @@ std::string_view level_name(LogLevel level) noexcept {
     return "unknown";
 }
 
+void append_single_line(std::string& target, std::string_view text) {
+    std::size_t const start = target.size();
+    target += text;
+    for (std::size_t i = start; i < target.size(); ++i) {
+        if (target[i] == '\n' || target[i] == '\r') target[i] = ' ';
+    }
+}
+
 std::string format_line(Record const& record) {
     std::string line;
     line.reserve(64 + record.text.size());
@@ -54,11 +62,7 @@ std::string format_line(Record const& record) {
     line += " log ";
     line += level_name(record.level);
     line += " verbose 1 ";
-    std::size_t const text_start = line.size();
-    line += record.text;
-    for (std::size_t i = text_start; i < line.size(); ++i) {
-        if (line[i] == '\n' || line[i] == '\r') line[i] = ' ';
-    }
+    append_single_line(line, record.text);
     line += '\n';
     return line;
 }

@@ -17,6 +17,10 @@ namespace ara::log::detail {
 // "fatal" … "verbose" for kFatal … kVerbose, "off" for kOff, "unknown" for any other value.
 std::string_view level_name(LogLevel level) noexcept;
 
+// Appends a record's text as every sink shows it: line breaks ('\n', '\r') become spaces.
+// Throws std::bad_alloc only.
+void append_single_line(std::string& target, std::string_view text);
+
 // The whole line, ending in '\n'. Throws std::bad_alloc only.
 std::string format_line(Record const& record);
 

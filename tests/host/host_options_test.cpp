@@ -188,5 +188,26 @@ TEST(host_options, help_text_names_every_command_and_option) {
     }
 }
 
+// ---- the log level zevo-dm sets for itself
+
+TEST(host_options, send_logs_warnings_only_unless_asked_for_more) {
+    EXPECT_EQ(log_level_to_set(parse_host_options({"send", "22", "2C", "56"}), nullptr), 3);
+    EXPECT_EQ(log_level_to_set(parse_host_options({"send", "22", "2C", "56"}), ""), 3);
+}
+
+TEST(host_options, session_keeps_the_log_library_s_default) {
+    EXPECT_EQ(log_level_to_set(parse_host_options({"session"}), nullptr), std::nullopt);
+}
+
+TEST(host_options, the_environment_s_level_is_kept_for_every_command) {
+    EXPECT_EQ(log_level_to_set(parse_host_options({"send", "22", "2C", "56"}), "4"), std::nullopt);
+    EXPECT_EQ(log_level_to_set(parse_host_options({"session"}), "5"), std::nullopt);
+}
+
+TEST(host_options, log_level_option_wins_over_environment_and_command) {
+    EXPECT_EQ(log_level_to_set(parse_host_options({"--log-level", "5", "send", "22", "2C", "56"}), "2"), 5);
+    EXPECT_EQ(log_level_to_set(parse_host_options({"--log-level", "0", "session"}), nullptr), 0);
+}
+
 }  // namespace
 }  // namespace zevo::host

@@ -54,7 +54,8 @@ private:
 
 TEST(Console_environment, refused_settings_warn_once_and_fall_back_to_info_on_console) {
     ASSERT_EQ(setenv("ZEVO_LOG_LEVEL", "9", 1), 0);
-    ASSERT_EQ(setenv("ZEVO_LOG_SINK", "dlt", 1), 0);
+    ASSERT_EQ(setenv("ZEVO_LOG_SINK", "dtl", 1), 0);
+    ASSERT_EQ(setenv("ZEVO_LOG_APP_ID", "TOOLONG", 1), 0);
     Captured_standard_error captured;
 
     ara::log::Logger& sut = ara::log::CreateLogger("ZEVO", "DMEX");
@@ -67,7 +68,8 @@ TEST(Console_environment, refused_settings_warn_once_and_fall_back_to_info_on_co
     std::string const time = R"(\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{6} )";
     std::regex const expected{
         "^" + time + R"(ZEVO ALOG log warn verbose 1 ZEVO_LOG_LEVEL "9" is not a level from 0 to 6; using 4 \(info\)\n)" +
-        time + R"(ZEVO ALOG log warn verbose 1 ZEVO_LOG_SINK "dlt" is not a sink of this build; using console\n)" +
+        time + R"(ZEVO ALOG log warn verbose 1 ZEVO_LOG_SINK "dtl" is not a sink \(console or dlt\); using console\n)" +
+        time + R"(ZEVO ALOG log warn verbose 1 ZEVO_LOG_APP_ID "TOOLONG" is not an id of one to four characters without spaces; using ZEVO\n)" +
         time + R"(ZEVO DMEX log info verbose 1 written\n$)"};
     std::string const output = captured.finish();
     EXPECT_TRUE(std::regex_match(output, expected)) << output;

@@ -39,9 +39,11 @@ private:
     Sink* sink_;  ///< not owned
 };
 
-// The process's logger for this pair of ids, made on first request; the same pair always gives
-// the same logger. The first call of the process reads ZEVO_LOG_LEVEL and ZEVO_LOG_SINK.
-// Thread-safe. Throws std::bad_alloc only.
+// The process's logger for this context id, made on first request; the same context id always
+// gives the same logger. A process is one application: every logger's records carry the
+// process's application id (ZEVO_LOG_APP_ID, default "ZEVO"), and `app_id` only documents the
+// caller's expectation. The first call of the process reads ZEVO_LOG_LEVEL, ZEVO_LOG_SINK and
+// ZEVO_LOG_APP_ID. Thread-safe. Throws std::bad_alloc only.
 Logger& CreateLogger(std::string_view app_id, std::string_view context_id);
 
 }  // namespace ara::log
