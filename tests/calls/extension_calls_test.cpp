@@ -219,6 +219,30 @@ TYPED_TEST(extension_calls, cancel_during_each_job_returns_1_releases_it_and_rea
     }
 }
 
+// write and stop stay the base class's: 0, both vectors as they were, and not a byte to the
+// service, although one is attached that records every call. The cancel behind them is the
+// first thing the provider hears.
+TYPED_TEST(extension_calls, write_and_stop_answer_0_and_the_attached_service_hears_nothing_of_them) {
+    const Bytes given{0x01, 0xA5, 0x5A};
+    Bytes data = given;
+    Bytes response = held_bytes;
+    if constexpr (zevo::test::Expected<typename TypeParam::Interface>::routine) {
+        EXPECT_EQ(this->extension.stop(data, host_meta_info(), response), 0);
+    } else {
+        EXPECT_EQ(this->extension.write(host_meta_info(), data), 0);
+    }
+    EXPECT_EQ(data, given);
+    EXPECT_EQ(response, held_bytes);
+
+    EXPECT_EQ(this->extension.cancel(host_meta_info()), 1);
+    std::optional<Received_call> first = this->service.provider.next();
+    ASSERT_TRUE(first) << "the service never heard of the cancel";
+    EXPECT_EQ(first->method_id, 0) << "the first call the service heard was no Cancel";
+    EXPECT_EQ(first->request, host_meta_info_block());
+    EXPECT_EQ(this->service.provider.received(), 1U);
+    EXPECT_TRUE(first->reply.answer(0));
+}
+
 /// The method of `proxy` that returns results: Read or RequestResults.
 template <class Proxy>
 auto& results_method(Proxy& proxy) {
