@@ -3,7 +3,8 @@
 // guard of their proxy type shared for that span only (not while they wait for the answer), and
 // the discovery callback holds it exclusively while it swaps proxy_. No result changes: a job
 // sees the proxy before or after a swap, as it would without the guard, but never a deleted one.
-// One guard per proxy type, shared by all extensions of that type; any thread.
+// One guard per proxy type, shared by all extensions of that type and alive until the process
+// ends; any thread.
 
 #include <mutex>
 #include <shared_mutex>
@@ -11,10 +12,13 @@
 
 namespace ruv::dm::foundation::extension {
 
+/// Made on first use and never destroyed: discovery callbacks run on the platform's thread pool,
+/// whose threads are not joined at exit, so a notification can still swap a proxy after the
+/// process has begun to destroy its statics. A guard destroyed at exit would then be locked dead.
 template <class Proxy>
 std::shared_mutex& proxy_guard() {
-    static std::shared_mutex guard;
-    return guard;
+    static std::shared_mutex* const guard = new std::shared_mutex();
+    return *guard;
 }
 
 /// Calls `use` with the proxy as it stands (possibly null) while the proxy cannot be swapped or

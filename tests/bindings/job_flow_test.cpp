@@ -129,6 +129,28 @@ TEST(job_flow_cancel, calls_Cancel_with_meta_info_keeps_its_future_unread_and_se
     EXPECT_TRUE(members.cancel_requested.load());
 }
 
+// The service hears of the cancel before the local job is released: inside the Cancel call the
+// flag is still clear, for a data identifier and a routine alike.
+TEST(job_flow_cancel, the_Cancel_call_is_made_before_the_flag_is_set) {
+    Job_members members;
+    Data_proxy data;
+    Routine_proxy routine;
+    int heard = 0;
+    const auto flag_still_clear = [&](kel::com::Promise<void>&) {
+        ++heard;
+        EXPECT_FALSE(members.cancel_requested.load()) << "the flag was set before the Cancel call";
+    };
+    data.Cancel.impl->set_hook(flag_still_clear);
+    routine.Cancel.impl->set_hook(flag_still_clear);
+
+    EXPECT_EQ(job_flow::cancel(&data, members.cancel_requested, members.cancel_result, meta_info), 1);
+    EXPECT_TRUE(members.cancel_requested.load());
+    members.cancel_requested.store(false);  // as the next job's start would
+    EXPECT_EQ(job_flow::cancel(&routine, members.cancel_requested, members.cancel_result, meta_info), 1);
+    EXPECT_TRUE(members.cancel_requested.load());
+    EXPECT_EQ(heard, 2);
+}
+
 TEST(job_flow_cancel, a_throwing_Cancel_call_still_returns_1_and_sets_the_flag) {
     Job_members members;
     Data_proxy proxy;

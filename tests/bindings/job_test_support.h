@@ -18,6 +18,13 @@ namespace zevo::test {
 namespace job_flow = ruv::dm::foundation::extension::job_flow;
 using ruv::dm::types::UDSResponseCodeType;
 
+/// How soon a job must return after a cancel that meets it blocked: the polling slice is 1 ms,
+/// the rest is room for a loaded machine and the sanitizers. The precise figure is measured by
+/// the job wait benchmark, not here.
+constexpr std::chrono::milliseconds cancel_latency_bound{50};
+/// How many cancels each latency test times.
+constexpr std::size_t cancel_latency_rounds = 3;
+
 /// Waits for call number `index` (from 0) of `method`, made by `job` on its own thread, hands
 /// that call's promise to `meet` on this thread, then returns `job`'s answer: how a test
 /// completes, breaks or cancels a call from another thread than the job's. A call that never

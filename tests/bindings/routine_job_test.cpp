@@ -10,7 +10,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
 #include <stdexcept>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -289,6 +293,69 @@ TYPED_TEST(routine_job, a_cancel_before_the_polling_loop_does_not_stop_the_Start
     EXPECT_EQ(this->proxy.Start.impl->calls().size(), 1U);
     EXPECT_EQ(this->proxy.Cancel.impl->calls().size(), 1U);
     EXPECT_TRUE(this->members.cancel_requested.load());
+}
+
+// The cancel lands after step 1 has forgotten the stale flag and before anything else: the test
+// holds the proxy guard, so the job waits at its proxy test, right behind step 1. What cancel
+// leaves behind, the set flag, is stored there; the Start call is made all the same, and only the
+// polling loop ends the job. A job that looked at the flag before calling Start fails here.
+TYPED_TEST(routine_job, a_cancel_between_forgetting_the_flag_and_the_Start_call_does_not_stop_the_call) {
+    using Proxy = Fake_routine_proxy<TypeParam>;
+    std::optional<Background_job<UDSResponseCodeType>> job;  // goes after the guard is let go
+    std::unique_lock<std::shared_mutex> held(ruv::dm::foundation::extension::proxy_guard<Proxy>());
+    this->members.cancel_requested.store(true);  // stale: forgotten by step 1
+    const Bytes request = this->valid_request;
+    job.emplace(
+        "start",
+        [this, request] {
+            return job_flow::start<TypeParam>(this->attached, this->members.cancel_requested, request, meta_info);
+        },
+        [this] { this->release(); });
+    const auto deadline = std::chrono::steady_clock::now() + hang_bound;
+    while (this->members.cancel_requested.load() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    ASSERT_FALSE(this->members.cancel_requested.load()) << "the job never forgot the stale cancel";
+    EXPECT_TRUE(this->proxy.Start.impl->calls().empty()) << "the guard did not hold the job";
+    this->members.cancel_requested.store(true);  // the cancel
+    held.unlock();
+
+    EXPECT_EQ(job->finish(), 0);
+    EXPECT_EQ(this->proxy.Start.impl->calls().size(), 1U) << "the cancel stopped the Start call";
+    EXPECT_TRUE(this->members.cancel_requested.load());
+}
+
+// As for read: both routine jobs let go within 50 ms of a cancel that meets them at the start of
+// a slice.
+TYPED_TEST(routine_job, a_cancel_during_either_job_releases_it_within_50_ms) {
+    for (std::size_t round = 0; round < cancel_latency_rounds; ++round) {
+        for (const bool results : {false, true}) {
+            Bytes response = untouched;
+            std::chrono::steady_clock::time_point returned;
+            const Bytes request = this->valid_request;
+            auto job = run_in_background(
+                results ? "request_results" : "start",
+                [this, results, request, &response, &returned] {
+                    const UDSResponseCodeType answer =
+                        results ? job_flow::request_results<TypeParam>(this->attached, this->members.cancel_requested,
+                                                                       request, meta_info, response)
+                                : job_flow::start<TypeParam>(this->attached, this->members.cancel_requested, request,
+                                                             meta_info);
+                    returned = std::chrono::steady_clock::now();
+                    return answer;
+                },
+                [this] { this->release(); });
+            const bool called = results ? this->proxy.RequestResults.impl->wait_for_calls(round + 1)
+                                        : this->proxy.Start.impl->wait_for_calls(round + 1);
+            ASSERT_TRUE(called) << (results ? "RequestResults" : "Start") << " was never called";
+            const auto cancelled = std::chrono::steady_clock::now();
+            EXPECT_EQ(this->cancel(), 1);
+            EXPECT_EQ(job.finish(), 0);
+            EXPECT_LT(returned - cancelled, cancel_latency_bound) << (results ? "request_results" : "start")
+                                                                  << ", round " << round;
+            EXPECT_EQ(response, untouched);
+        }
+    }
 }
 
 TYPED_TEST(routine_job, a_cancel_before_a_job_has_no_effect_on_it) {

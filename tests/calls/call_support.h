@@ -207,10 +207,13 @@ private:
 /// the test's provider behind it. The runtime's threads are joined before anything else goes.
 class Offered_service {
 public:
+    /// `runtime_options` chooses the runtime's threads: with one worker, calls reach the
+    /// provider in the order they were made.
     explicit Offered_service(std::string interface_name,
-                             std::chrono::milliseconds request_timeout = std::chrono::seconds{10})
+                             std::chrono::milliseconds request_timeout = std::chrono::seconds{10},
+                             ruv::com::runtime::Runtime_options runtime_options = {})
         : name(std::move(interface_name)),
-          runtime(std::make_shared<ruv::com::runtime::Runtime>()),
+          runtime(std::make_shared<ruv::com::runtime::Runtime>(runtime_options)),
           registry(ruv::com::local::Registry_options{request_timeout, runtime}),
           offer(registry.offer(name, "1", provider.handler())) {}
 

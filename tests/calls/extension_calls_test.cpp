@@ -219,6 +219,38 @@ TYPED_TEST(extension_calls, cancel_during_each_job_returns_1_releases_it_and_rea
     }
 }
 
+// write and stop stay the base class's: 0, both vectors as they were, and not a byte to the
+// service, although one is attached that records every call. Its runtime has one worker, so calls
+// reach the provider in the order they were made: the cancel behind write or stop must be the
+// first thing the provider hears, and a call of theirs would carry their own meta_info.
+TYPED_TEST(extension_calls, write_and_stop_answer_0_and_the_attached_service_hears_nothing_of_them) {
+    ruv::com::runtime::Runtime_options one_worker;
+    one_worker.worker_threads = 1;
+    Offered_service in_order{TypeParam::Interface::name, std::chrono::seconds{10}, one_worker};
+    Attached<TypeParam> attached;
+    attached.attach_to(in_order.offer);
+
+    const Meta_info unsent{{"sid", "2E"}};
+    const Bytes given{0x01, 0xA5, 0x5A};
+    Bytes data = given;
+    Bytes response = held_bytes;
+    if constexpr (zevo::test::Expected<typename TypeParam::Interface>::routine) {
+        EXPECT_EQ(attached.stop(data, unsent, response), 0);
+    } else {
+        EXPECT_EQ(attached.write(unsent, data), 0);
+    }
+    EXPECT_EQ(data, given);
+    EXPECT_EQ(response, held_bytes);
+
+    EXPECT_EQ(attached.cancel(host_meta_info()), 1);
+    std::optional<Received_call> first = in_order.provider.next();
+    ASSERT_TRUE(first) << "the service never heard of the cancel";
+    EXPECT_EQ(first->method_id, 0) << "the first call the service heard was no Cancel";
+    EXPECT_EQ(first->request, host_meta_info_block()) << "the first call the service heard was not cancel's";
+    EXPECT_EQ(in_order.provider.received(), 1U);
+    EXPECT_TRUE(first->reply.answer(0));
+}
+
 /// The method of `proxy` that returns results: Read or RequestResults.
 template <class Proxy>
 auto& results_method(Proxy& proxy) {

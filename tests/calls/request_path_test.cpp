@@ -20,6 +20,7 @@
 #include "bindings/r_0648/RoutineService_ZevoDebugProxy.h"
 #include "call_outcomes.h"
 #include "call_support.h"
+#include "counted_payload.h"
 #include "someip/service_payload.h"
 
 namespace {
@@ -62,6 +63,7 @@ TEST(request_path, every_method_is_refused_at_once_while_the_state_is_not_2) {
     Debug_proxy proxy(new Traced_port(service.offer, logger));
     for (const std::uint8_t state : Bytes{0, 1, 3, 0xFF}) {
         service.set_state(state);
+        const std::size_t buffers = payload_buffers_taken();
         const auto refused = [&](auto&& call) {
             try {
                 call();
@@ -73,10 +75,17 @@ TEST(request_path, every_method_is_refused_at_once_while_the_state_is_not_2) {
         refused([&] { return (*proxy.Cancel.impl)(host_meta_info()); });
         refused([&] { return (*proxy.RequestResults.impl)(host_meta_info()); });
         refused([&] { return (*proxy.Start.impl)(host_meta_info(), 0x07, {0xAA, 0xBB}); });
+        EXPECT_EQ(payload_buffers_taken(), buffers) << "state " << int{state} << ": arguments were serialised";
     }
     EXPECT_EQ(service.offer.pending_calls(), 0U) << "the provider keeps calls: one sent would be pending";
     EXPECT_EQ(logger.backend.level_tests(), 0U);
     EXPECT_TRUE(logger.backend.lines().empty());
+
+    // The count does see a call that goes out: one buffer for it.
+    service.set_state(2);
+    const std::size_t before = payload_buffers_taken();
+    const auto sent = (*proxy.Cancel.impl)(host_meta_info());
+    EXPECT_EQ(payload_buffers_taken(), before + 1);
 }
 
 TEST(request_path, the_state_is_read_on_every_call_of_the_same_proxy) {

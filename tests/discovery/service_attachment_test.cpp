@@ -200,4 +200,34 @@ TYPED_TEST(service_attachment, a_found_list_of_two_attaches_the_first_and_its_wi
     expect_served(extension, "on the second service");
 }
 
+// The trace shows the rule: a found service writes one "Service_proxy_constructed", and the empty
+// list of its withdrawal writes none, although it deletes the proxy; offered again, it writes the
+// second.
+TYPED_TEST(service_attachment, an_empty_list_writes_no_Service_proxy_constructed) {
+    using Interface = zevo::test::Interface_of<TypeParam>;
+    Extension_probe<TypeParam>& extension = *this->subject;
+    const std::string constructed = R"({"1_incident":{"1_id":"Service_proxy_constructed","2_service_id":)"
+                                    R"({"1_id":"Service_id","string":")" +
+                                    std::string{Interface::name} + R"("})";
+    Console_capture capture;
+    Offer offer = offer_sample<Interface>();
+    extension.attach("1");
+    Registry_watch watch(Interface::name, "1");
+    ASSERT_TRUE(settled(extension, watch, 1));
+    ASSERT_NE(extension.proxy_, nullptr);
+    ASSERT_TRUE(capture.mark("attached"));
+    ASSERT_EQ(capture.count(constructed), 1u) << capture.text();
+
+    offer.withdraw();
+    ASSERT_TRUE(settled(extension, watch, 0));
+    EXPECT_EQ(extension.proxy_, nullptr);
+    ASSERT_TRUE(capture.mark("withdrawn"));
+    EXPECT_EQ(capture.count(constructed), 1u) << "the empty list traced a construction:\n" << capture.text();
+
+    offer = offer_sample<Interface>();
+    ASSERT_TRUE(settled(extension, watch, 1));
+    ASSERT_TRUE(capture.mark("offered again"));
+    EXPECT_EQ(capture.count(constructed), 2u) << capture.text();
+}
+
 }  // namespace

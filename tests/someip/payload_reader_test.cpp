@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "someip/deserialize_dispatch.h"
+#include "someip/error_texts.h"
 #include "someip/payload_reader.h"
 #include "someip/read_buffer.h"
 #include "someip/serialization_properties.h"
@@ -228,6 +229,14 @@ TEST(read_byte_array, cut_inside_the_length_field_reads_beyond_the_end) {
 }
 
 // whole payloads
+
+// A record's end is start plus a length of at most 32 bits, which no payload in memory can carry
+// past the end of std::size_t; the reader's overflow refusal cannot be reached through bytes, so
+// its text is held to the letter here.
+TEST(payload_reader, the_size_overflow_refusal_has_its_fixed_text) {
+    EXPECT_STREQ(ruv::com::someip::serialization::error_texts::size_overflow,
+                 "Deserialization detected std::size_t overflow.");
+}
 
 TEST(payload_reader, surplus_bytes_behind_the_last_value_change_nothing) {
     const Bytes exact{0x00, 0x00, 0x00, 0x01, 0x42, 0x00, 0x00, 0x00, 0x02, 0x0A, 0x0B};

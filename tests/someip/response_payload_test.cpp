@@ -157,6 +157,25 @@ TEST(response_0x2C55, widened_first_array_takes_its_first_byte_and_skips_two) {
     EXPECT_EQ(output.field_2, seventeen_bytes());
 }
 
+// Both length fields wider than their arrays: the surplus goes in the reader, so the UDS record
+// is the 18 bytes of the two arrays and nothing of what the sender added.
+TEST(response_0x2C55, arrays_behind_wider_length_fields_still_give_an_18_byte_uds_record) {
+    const Bytes payload = concatenated({{0x00, 0x00, 0x00, 0x03, 0xA1, 0xEE, 0xEE},
+                                        {0x00, 0x00, 0x00, 0x14},
+                                        {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09,
+                                         0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10, 0x11},
+                                        {0xEE, 0xEE, 0xEE}});
+    const auto output = read_output<Zevovin::Read::Output>(payload);
+
+    Bytes record;
+    ruv::dm::foundation::extension::Serialize writer(record);
+    ruv::dm::foundation::extension::uds_record::write_record(writer, output);
+    const Bytes expected = concatenated({{0xA1}, {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09,
+                                                  0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10, 0x11}});
+    ASSERT_EQ(expected.size(), 18U);
+    EXPECT_EQ(record, expected);
+}
+
 TEST(response_0x2C55, widened_first_array_whose_surplus_is_missing_reads_beyond_the_end) {
     EXPECT_EQ(out_of_range_reading<Zevovin::Read::Output>({0x00, 0x00, 0x00, 0x03, 0xA1, 0xEE}), read_beyond_end);
 }

@@ -1,0 +1,131 @@
+// A program that ends while a discovery notification is on its way to an extension, for
+// exit_order_test. The extension has found its service; a task holds the search's strand, the
+// service is withdrawn, and the resulting callback waits behind that task when main returns. An
+// exit handler registered before anything else, and so run after every static destructor,
+// then lets the callback run: it swaps the proxy under the proxy guard after static destruction.
+// Exit code 0 when the callback ran to its end; other codes name what went wrong. Outside
+// ThreadSanitizer builds the program also watches the guard's destruction (pthread_rwlock_destroy
+// is defined here), so a guard that static destruction took away is reported, not used silently.
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <thread>
+#include <type_traits>
+
+#include "bindings/d_2c56/DataIdentifier_ZevoTrainingCounter_extension.h"
+#include "extension/proxy_guard.h"
+#include "tests/discovery/extension_settling.h"
+#include "tests/discovery/sample_providers.h"
+
+namespace {
+
+using Class = talm::services::diag::d_2c56::DataIdentifier_ZevoTrainingCounter_extension;
+using Interface = Class::Interface;
+using Probe = zevo::test::Extension_probe<Class>;
+using Proxy = std::remove_pointer_t<decltype(Probe::proxy_)>;
+
+/// Exit codes of the program.
+enum Outcome : int {
+    clean = 0,
+    guard_gone = 1,       ///< the guard was destroyed before the callback could use it
+    callback_hung = 2,    ///< the held callback did not run to its end
+    not_found = 3,        ///< the extension never found the service
+    proxy_left = 4,       ///< the callback ran but the proxy is still there
+    not_queued = 5,       ///< the withdrawal's callback never reached the strand
+};
+
+constexpr std::chrono::seconds bound{10};
+
+/// What the exit handler needs; made in main and never destroyed, like the extension and the
+/// service's offer, so that nothing of it goes with static destruction.
+struct In_flight {
+    Probe* extension = nullptr;
+    std::promise<void> release;
+};
+In_flight* in_flight = nullptr;
+
+std::atomic<const void*> watched_guard{nullptr};
+std::atomic<bool> guard_destroyed{false};
+
+[[noreturn]] void fail(Outcome outcome, const char* what) {
+    std::fprintf(stderr, "exit order: %s\n", what);
+    std::fflush(stderr);
+    std::_Exit(outcome);
+}
+
+/// Bounded wait until the strand has no task queued or running.
+bool strand_idle(ruv::com::Strand& strand) {
+    const auto deadline = std::chrono::steady_clock::now() + bound;
+    while (zevo::test::strand_pending(strand) != 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+void release_the_callback() {
+    if (in_flight == nullptr) {
+        return;
+    }
+    if (guard_destroyed.load()) {
+        fail(guard_gone, "the proxy guard was destroyed while a discovery callback was still to run");
+    }
+    in_flight->release.set_value();
+    if (!strand_idle(in_flight->extension->strand())) {
+        fail(callback_hung, "the discovery callback did not end");
+    }
+    // The strand's lock, taken by strand_idle, orders the callback's writes before this read.
+    if (in_flight->extension->proxy_ != nullptr) {
+        fail(proxy_left, "the withdrawal's callback left the proxy in place");
+    }
+}
+
+}  // namespace
+
+#if !defined(__SANITIZE_THREAD__)
+// Stands in for the C library's, which releases nothing on Linux: it only notes when the guard
+// is destroyed. ThreadSanitizer builds keep its own, which reports a destroyed lock in use.
+extern "C" int pthread_rwlock_destroy(pthread_rwlock_t* lock) noexcept {
+    if (static_cast<const void*>(lock) == watched_guard.load()) {
+        guard_destroyed.store(true);
+    }
+    return 0;
+}
+#endif
+
+int main() {
+    std::atexit(release_the_callback);  // first registered, last run: behind every static destructor
+
+    auto* const extension = new Probe();
+    auto* const offer = new ruv::com::local::Offer(zevo::test::offer_sample<Interface>());
+    extension->attach("1");
+    {
+        zevo::test::Registry_watch watch(Interface::name, "1");
+        if (!zevo::test::settled(*extension, watch, 1) || extension->proxy_ == nullptr) {
+            fail(not_found, "the extension did not find its service");
+        }
+    }
+    watched_guard.store(&ruv::dm::foundation::extension::proxy_guard<Proxy>());
+
+    in_flight = new In_flight{extension, {}};
+    ruv::com::Strand& strand = extension->strand();
+    strand.internal_post([released = in_flight->release.get_future().share()] {
+        static_cast<void>(released.wait_for(bound));
+    });
+    offer->withdraw();
+    const auto deadline = std::chrono::steady_clock::now() + bound;
+    while (zevo::test::strand_pending(strand) < 2) {  // the holding task and the callback
+        if (std::chrono::steady_clock::now() > deadline) {
+            fail(not_queued, "the withdrawal never reached the extension's strand");
+        }
+        std::this_thread::yield();
+    }
+    return clean;
+}
