@@ -11,8 +11,14 @@ public:
     Manual_timer(Manual_clock& clock, asio::io_context& io, std::uint64_t id) : clock_(clock), io_(io), id_(id) {}
     ~Manual_timer() override { cancel(); }
 
+    // A time already reached expires at once, as a real timer would.
     void expire_at(Time_point at, std::function<void()> expired) override {
         std::lock_guard<std::mutex> lock(clock_.mutex_);
+        if (at <= clock_.now_) {
+            clock_.arrangements_.erase(id_);
+            asio::post(io_, std::move(expired));
+            return;
+        }
         clock_.arrangements_[id_] = Arrangement{&io_, at, std::move(expired)};
     }
 

@@ -166,8 +166,8 @@ void Tcp_sessions::answer_activation(Connection& connection, std::uint8_t versio
 
 void Tcp_sessions::start_alive_check(Connection& connection) {
     if (connection.alive_check_deadline) return;  // one already under way
+    connection.alive_check_deadline = clock_.now() + config_.alive_check_timeout;  // before the tester can answer
     connection.send(encode_alive_check_request(connection.version));
-    connection.alive_check_deadline = clock_.now() + config_.alive_check_timeout;
     if (connection.open()) arm_timer(connection);
 }
 
@@ -212,8 +212,8 @@ void Tcp_sessions::on_diagnostic(Connection& connection, std::uint8_t version, c
     Clock& clock = clock_;
     Diagnostic_reply reply = [gate = connection.gate(), version, entity, tester, &clock](std::vector<std::uint8_t> uds) {
         return gate->post([version, entity, tester, &clock, uds = std::move(uds)](Connection& target) {
+            target.last_activity = clock.now();  // before the tester can see the answer
             target.send(encode_diagnostic_message(version, {entity, tester, uds}));
-            target.last_activity = clock.now();
         });
     };
     Diagnostic_request request{connection.id(), message.source, message.target, functional, std::move(message.uds)};

@@ -48,11 +48,11 @@ void Udp_responder::announce(int remaining) {
         log_warn("announcement address " + config_.announce_address + " is not an address");
         return;
     }
-    send_to(encode_vehicle_identification(config_.protocol_version, identification()), to);
-    if (remaining > 1) {
+    if (remaining > 1) {  // armed before the send, so that the interval counts from it
         announce_timer_->expire_at(clock_.now() + timing::announce_interval,
                                    [this, remaining] { announce(remaining - 1); });
     }
+    send_to(encode_vehicle_identification(config_.protocol_version, identification()), to);
 }
 
 void Udp_responder::receive() {
