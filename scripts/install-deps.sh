@@ -3,9 +3,11 @@
 # Usage: scripts/install-deps.sh [run|test]   (run: build and run the host; test: everything)
 set -euo pipefail
 
-packages=(cmake ninja-build g++ make nlohmann-json3-dev)
+packages=(cmake ninja-build g++ make nlohmann-json3-dev libasio-dev)
 if [ "${1:-test}" = test ]; then
   packages+=(clang-14 libclang-rt-14-dev libgtest-dev libgmock-dev googletest)
+  # The DoIP tests' outside testers: scapy's DoIP and UDS layers, tshark as the referee.
+  packages+=(python3-scapy tshark)
 fi
 
 missing=()
@@ -20,5 +22,7 @@ echo "installing: ${missing[*]}" >&2
 sudo=""
 [ "$(id -u)" -eq 0 ] || sudo="sudo"
 export DEBIAN_FRONTEND=noninteractive
+# tshark asks whether ordinary users may capture; answer no before it is installed.
+echo 'wireshark-common wireshark-common/install-setuid boolean false' | $sudo debconf-set-selections
 $sudo apt-get update -q
 $sudo apt-get install -y -q --no-install-recommends "${missing[@]}"
