@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds suppressed_wait{200};   // for a negative an
 
 std::string elapsed_text(std::chrono::steady_clock::duration elapsed) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f ms", std::chrono::duration<double, std::milli>(elapsed).count());
+    std::snprintf(text, sizeof text, "%.2f ms", std::chrono::duration<double, std::milli>(elapsed).count());
     return text;
 }
 
