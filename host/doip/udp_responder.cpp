@@ -8,7 +8,7 @@ namespace zevo::doip {
 
 Udp_responder::Udp_responder(asio::io_context& io, const Entity_config& config, Clock& clock,
                              std::function<std::uint8_t()> open_sockets)
-    : io_(io), config_(config), clock_(clock), open_sockets_(std::move(open_sockets)), socket_(io),
+    : config_(config), clock_(clock), open_sockets_(std::move(open_sockets)), socket_(io),
       announce_timer_(clock.make_timer(io)) {}
 
 void Udp_responder::bind(const asio::ip::address& address, std::uint16_t port) {

@@ -32,7 +32,6 @@ private:
     void announce(int remaining);
     Vehicle_identification identification() const;
 
-    asio::io_context& io_;
     const Entity_config& config_;
     Clock& clock_;
     std::function<std::uint8_t()> open_sockets_;

@@ -63,6 +63,14 @@ TEST_F(doip_outside_tester, zevo_tester_discovers_the_entity) {
     EXPECT_NE(result.out.find("entity 0010 at 127.0.0.1  VIN ZEVOBENCH00000001"), std::string::npos) << result.out;
 }
 
+TEST_F(doip_outside_tester, zevo_tester_discovers_without_host_through_broadcast_and_loopback) {
+    Run_result result = tester({"--discover", "--timeout", "500"});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    const std::string line = "entity 0010 at 127.0.0.1";
+    ASSERT_NE(result.out.find(line), std::string::npos) << result.out;
+    EXPECT_EQ(result.out.find(line, result.out.find(line) + 1), std::string::npos) << "listed twice: " << result.out;
+}
+
 TEST_F(doip_outside_tester, zevo_tester_prints_answers_and_follows_response_pending) {
     Run_result result = tester({"22 F1 90 => 62 F1 90 * * * * * * * * * * * * * * * * *", "10 03 => 50 03 00 32 01 F4",
                                 "31 01 C0 0A => 71 01 C0 0A", "3E 80"});

@@ -1,6 +1,7 @@
 // zevo-tester: the bench's DoIP tester. Finds entities, activates routing, sends the requests
 // of the command line or a file and compares the answers with their expectations.
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 
@@ -27,9 +28,20 @@ std::string hex_of(const std::array<std::uint8_t, N>& bytes) {
 // Vehicle identification over UDP: every answer within the timeout, printed; their number.
 std::vector<doip::Vehicle_identification> identify(const Tester_options& options, bool print) {
     doip::Udp_link udp;
-    std::string to = options.host_given || !options.discover ? options.host : "255.255.255.255";
-    udp.send_to(doip::encode_vehicle_id_request(options.version), to, options.port);
+    const doip::Bytes request = doip::encode_vehicle_id_request(options.version);
+    if (options.host_given || !options.discover) {
+        udp.send_to(request, options.host, options.port);
+    } else {
+        // Broadcast, and the bench's own address: an entity bound to 127.0.0.1 gets no broadcast.
+        try {
+            udp.send_to(request, "255.255.255.255", options.port);
+        } catch (const doip::Link_error& error) {
+            std::cerr << "zevo-tester: " << error.what() << '\n';
+        }
+        udp.send_to(request, "127.0.0.1", options.port);
+    }
     std::vector<doip::Vehicle_identification> found;
+    std::vector<std::string> seen;  // an entity reached both ways answers twice
     auto until = std::chrono::steady_clock::now() + options.timeout;
     for (;;) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
@@ -39,6 +51,9 @@ std::vector<doip::Vehicle_identification> identify(const Tester_options& options
         if (!answer || answer->header.payload_type != doip::payload_type::vehicle_announcement) continue;
         auto identification = doip::decode_vehicle_identification(answer->payload);
         if (!identification) continue;
+        const std::string who = sender + "/" + std::to_string(identification->logical_address);
+        if (std::find(seen.begin(), seen.end(), who) != seen.end()) continue;
+        seen.push_back(who);
         found.push_back(*identification);
         if (print) {
             std::cout << "entity " << host::format_hex_value(identification->logical_address, 4) << " at " << sender

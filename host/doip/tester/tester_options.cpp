@@ -1,5 +1,7 @@
 #include "host/doip/tester/tester_options.h"
 
+#include <cctype>
+
 namespace zevo::doip {
 namespace {
 
@@ -83,8 +85,8 @@ expected answer, "*" standing for any byte:  "22 F1 90 => 62 F1 90 * *". Lines s
 with '#' are comments. Every answer is printed with its time; 7F xx 78 is followed to the
 final answer.
 
-  --discover              list the entities answering vehicle identification (broadcast,
-                          or only --host when given)
+  --discover              list the entities answering vehicle identification (broadcast
+                          and 127.0.0.1, or only --host when given)
   --host ADDRESS          the entity's IPv4 address (default 127.0.0.1)
   --port N                its TCP and UDP port (default 13400)
   --source HEX            the tester's logical address (default 0E80)
