@@ -78,6 +78,23 @@ TEST_F(doip_entity_activation, source_active_elsewhere_and_alive_is_denied_0x03)
     EXPECT_TRUE(first->quiet_and_open());
 }
 
+TEST_F(doip_entity_activation, source_active_elsewhere_but_silent_moves_to_the_new_socket) {
+    start();
+    auto silent = activated_tester();
+    Tcp_tester second(port());
+    second.send(encode_routing_activation_request(0x02, {tester_address, 0x00, 0, std::nullopt}));
+    std::optional<Received> check = silent->receive();
+    ASSERT_TRUE(check);
+    EXPECT_EQ(check->header.payload_type, payload_type::alive_check_request);
+    ASSERT_TRUE(clock_.advance(500ms));
+    EXPECT_TRUE(silent->closed_by_entity());
+    std::optional<Received> answer = second.receive();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(decode_routing_activation_response(answer->payload)->code, 0x10);
+    second.send(request({0x3E, 0x00}));
+    EXPECT_TRUE(receive_ack(second, payload_type::diagnostic_ack));
+}
+
 TEST_F(doip_entity_activation, all_sockets_alive_is_denied_0x01_and_closed) {
     config_.max_testers = 2;
     start();

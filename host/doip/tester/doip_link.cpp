@@ -79,33 +79,36 @@ bool Tcp_link::send(const Bytes& bytes) {
     return true;
 }
 
-bool Tcp_link::read_exactly(std::uint8_t* data, std::size_t size, std::chrono::steady_clock::time_point until) {
-    std::size_t got = 0;
-    while (got < size) {
-        if (!wait_for(fd_, POLLIN, remaining_ms(until))) return false;
-        ssize_t n = ::recv(fd_, data + got, size - got, 0);
-        if (n <= 0) {
-            at_end_ = true;
-            return false;
-        }
-        got += static_cast<std::size_t>(n);
+bool Tcp_link::read_more(std::chrono::steady_clock::time_point until) {
+    if (!wait_for(fd_, POLLIN, remaining_ms(until))) return false;
+    std::uint8_t chunk[4096];
+    ssize_t n = ::recv(fd_, chunk, sizeof chunk, 0);
+    if (n <= 0) {
+        at_end_ = true;
+        return false;
     }
+    pending_.insert(pending_.end(), chunk, chunk + n);
     return true;
 }
 
 std::optional<Received> Tcp_link::receive(std::chrono::milliseconds timeout) {
     auto until = std::chrono::steady_clock::now() + timeout;
-    std::uint8_t raw[header_size];
-    if (!read_exactly(raw, header_size, until)) return std::nullopt;
-    Received received{*decode_header(raw, header_size), {}};
-    if (received.header.payload_length > (1u << 24)) return std::nullopt;  // not a frame of any entity
-    received.payload.resize(received.header.payload_length);
-    if (!read_exactly(received.payload.data(), received.payload.size(), until)) return std::nullopt;
-    return received;
+    for (;;) {
+        std::optional<Header> header = decode_header(pending_.data(), pending_.size());
+        if (header && header->payload_length > (1u << 24)) return std::nullopt;  // not a frame of any entity
+        if (header && pending_.size() - header_size >= header->payload_length) {
+            auto end = pending_.begin() + static_cast<std::ptrdiff_t>(header_size + header->payload_length);
+            Received received{*header, Bytes(pending_.begin() + header_size, end)};
+            pending_.erase(pending_.begin(), end);
+            return received;
+        }
+        if (!read_more(until)) return std::nullopt;
+    }
 }
 
 bool Tcp_link::closed_by_entity(std::chrono::milliseconds timeout) {
     auto until = std::chrono::steady_clock::now() + timeout;
+    pending_.clear();
     std::uint8_t sink[4096];
     while (wait_for(fd_, POLLIN, remaining_ms(until))) {
         if (::recv(fd_, sink, sizeof sink, 0) <= 0) {
@@ -116,7 +119,7 @@ bool Tcp_link::closed_by_entity(std::chrono::milliseconds timeout) {
     return false;
 }
 
-bool Tcp_link::quiet_and_open() { return !wait_for(fd_, POLLIN, 0); }
+bool Tcp_link::quiet_and_open() { return pending_.empty() && !wait_for(fd_, POLLIN, 0); }
 
 Udp_link::Udp_link(const std::string& address, std::uint16_t port) {
     sockaddr_in local = ipv4(address, port);

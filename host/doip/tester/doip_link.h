@@ -35,7 +35,8 @@ public:
 
     // Sends all bytes; false when the entity has closed the connection.
     bool send(const Bytes& bytes);
-    // The next whole frame; nullopt at end of stream or after `timeout`.
+    // The next whole frame; nullopt at end of stream or after `timeout` (a frame begun then is
+    // kept for the next call).
     std::optional<Received> receive(std::chrono::milliseconds timeout = std::chrono::seconds(3));
     // True when the entity closed the connection within `timeout` (what arrives before is skipped).
     bool closed_by_entity(std::chrono::milliseconds timeout = std::chrono::seconds(3));
@@ -46,9 +47,11 @@ public:
     void close();
 
 private:
-    bool read_exactly(std::uint8_t* data, std::size_t size, std::chrono::steady_clock::time_point until);
+    // Reads what has arrived into pending_, waiting until `until`; false on timeout or end.
+    bool read_more(std::chrono::steady_clock::time_point until);
     int fd_ = -1;
     bool at_end_ = false;
+    Bytes pending_;  // received bytes not yet returned as a frame
 };
 
 class Udp_link {
