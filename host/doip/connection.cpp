@@ -20,9 +20,14 @@ void Reply_gate::shut() {
     open_ = false;
 }
 
-Connection::Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connection_events& events,
-                       std::unique_ptr<Timer> timer, std::size_t max_send_queue)
-    : socket_(std::move(socket)), id_(id), events_(events), timer_(std::move(timer)), max_send_queue_(max_send_queue) {
+Connection::Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connection_events& events, Clock& clock,
+                       std::size_t max_send_queue)
+    : socket_(std::move(socket)),
+      id_(id),
+      events_(events),
+      clock_(clock),
+      timer_(clock.make_timer(static_cast<asio::io_context&>(socket_.get_executor().context()))),
+      max_send_queue_(max_send_queue) {
     asio::error_code error;
     auto endpoint = socket_.remote_endpoint(error);
     peer_ = error ? std::string("?") : endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
@@ -63,6 +68,7 @@ void Connection::send(Bytes frame) {
     queue_.push_back(std::move(frame));
     if (queued_bytes_ > max_send_queue_) {
         close("the tester does not read what it is sent");
+        abort();
         return;
     }
     if (!writing_) write();
@@ -83,6 +89,7 @@ void Connection::write() {
         if (!self->queue_.empty()) {
             self->write();
         } else if (self->closing_) {
+            self->timer_->cancel();
             asio::error_code ignored;
             self->socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
             self->socket_.close(ignored);
@@ -104,7 +111,18 @@ void Connection::close_after_send(const std::string& reason) {
         asio::error_code ignored;
         socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
         socket_.close(ignored);
+        return;
     }
+    timer_->expire_at(clock_.now() + close_linger, [weak = weak_from_this()] {
+        if (std::shared_ptr<Connection> self = weak.lock()) self->abort();
+    });
+}
+
+void Connection::abort() {
+    // A reset instead of a FIN: what is still unsent to a tester that does not read is dropped.
+    asio::error_code ignored;
+    socket_.set_option(asio::socket_base::linger(true, 0), ignored);
+    socket_.close(ignored);  // a write under way completes as aborted
 }
 
 void Connection::close(const std::string& reason) {

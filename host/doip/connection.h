@@ -46,13 +46,17 @@ private:
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connection_events& events, std::unique_ptr<Timer> timer,
+    // How long frames queued before a close may still take to go out; then the socket closes.
+    static constexpr std::chrono::seconds close_linger{2};
+
+    Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connection_events& events, Clock& clock,
                std::size_t max_send_queue);
 
     void start();
     // Queues a frame; a tester that lets more than max_send_queue bytes pile up is closed.
     void send(Bytes frame);
-    // Stops reading and closes once the queued frames are written.
+    // Stops reading and closes once the queued frames are written (at most close_linger later,
+    // so that a tester that does not read cannot hold the socket).
     void close_after_send(const std::string& reason);
     // Closes now; queued frames are dropped.
     void close(const std::string& reason);
@@ -75,10 +79,12 @@ private:
     void read();
     void write();
     void finish(const std::string& reason);
+    void abort();
 
     asio::ip::tcp::socket socket_;
     std::uint64_t id_;
     Connection_events& events_;
+    Clock& clock_;
     std::unique_ptr<Timer> timer_;
     std::size_t max_send_queue_;
     std::string peer_;

@@ -6,7 +6,7 @@ namespace zevo::doip {
 
 Tcp_sessions::Tcp_sessions(asio::io_context& io, const Entity_config& config, Diagnostic_handler& handler,
                            Clock& clock)
-    : io_(io), config_(config), handler_(handler), clock_(clock), acceptor_(io) {}
+    : config_(config), handler_(handler), clock_(clock), acceptor_(io) {}
 
 std::uint16_t Tcp_sessions::listen(const asio::ip::address& address, std::uint16_t port) {
     asio::ip::tcp::endpoint endpoint(address, port);
@@ -34,7 +34,7 @@ void Tcp_sessions::accept() {
                 socket.close(ignored);
             } else {
                 std::uint64_t id = next_id_++;
-                auto connection = std::make_shared<Connection>(std::move(socket), id, *this, clock_.make_timer(io_),
+                auto connection = std::make_shared<Connection>(std::move(socket), id, *this, clock_,
                                                                config_.max_send_queue);
                 connection->connected_at = clock_.now();
                 connection->last_activity = connection->connected_at;

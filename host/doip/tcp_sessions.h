@@ -52,7 +52,6 @@ private:
     void check_deadlines(std::uint64_t id);
     std::shared_ptr<Connection> find(std::uint64_t id);
 
-    asio::io_context& io_;
     const Entity_config& config_;
     Diagnostic_handler& handler_;
     Clock& clock_;

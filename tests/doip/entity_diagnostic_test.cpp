@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "entity_fixture.h"
+#include "host/doip/connection.h"
 
 namespace zevo::doip::testing {
 namespace {
@@ -232,6 +233,25 @@ TEST_F(doip_entity_diagnostic, garbage_and_flooding_tester_does_not_affect_anoth
     good->send(request({0x3E, 0x00}));
     expect_ack_then_answer(*good, {0x7E, 0x00});
     EXPECT_TRUE(flooder.closed_by_entity(5s));
+}
+
+TEST_F(doip_entity_diagnostic, nack_to_a_tester_that_does_not_read_closes_after_the_linger) {
+    config_.max_send_queue = 8 << 20;  // the answers pile up without reaching the limit
+    start();
+    Tcp_tester flooder(port(), 4096);
+    ASSERT_EQ(flooder.activate(tester_address), 0x10);
+    Bytes burst;
+    for (int i = 0; i < 20000; ++i) {
+        Bytes one = request({0x22, 0xF1, 0x90});
+        burst.insert(burst.end(), one.begin(), one.end());
+    }
+    burst.insert(burst.end(), {0x07, 0xF8, 0x80, 0x01, 0, 0, 0, 0});  // bad pattern: NACK and close
+    flooder.send(burst);
+    ASSERT_TRUE(handler_.wait_closed(1));
+    // The NACK waits behind the answers the tester does not read; the socket is still there.
+    EXPECT_FALSE(flooder.hung_up(100ms));
+    ASSERT_TRUE(clock_.advance(Connection::close_linger));
+    EXPECT_TRUE(flooder.hung_up(3s));
 }
 
 TEST_F(doip_entity_diagnostic, stop_closes_every_connection_and_reports_each) {

@@ -119,6 +119,12 @@ bool Tcp_link::closed_by_entity(std::chrono::milliseconds timeout) {
     return false;
 }
 
+bool Tcp_link::hung_up(std::chrono::milliseconds timeout) {
+    pollfd entry{fd_, POLLRDHUP, 0};
+    return ::poll(&entry, 1, static_cast<int>(timeout.count())) > 0 &&
+           (entry.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
 bool Tcp_link::quiet_and_open() { return pending_.empty() && !wait_for(fd_, POLLIN, 0); }
 
 Udp_link::Udp_link(const std::string& address, std::uint16_t port) {

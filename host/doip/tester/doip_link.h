@@ -40,6 +40,8 @@ public:
     std::optional<Received> receive(std::chrono::milliseconds timeout = std::chrono::seconds(3));
     // True when the entity closed the connection within `timeout` (what arrives before is skipped).
     bool closed_by_entity(std::chrono::milliseconds timeout = std::chrono::seconds(3));
+    // True when the entity closed or reset the connection within `timeout`; reads nothing.
+    bool hung_up(std::chrono::milliseconds timeout);
     // True when nothing has arrived and the connection is open right now.
     bool quiet_and_open();
     // True once a read found the end of the stream (the entity closed) or a broken connection.
