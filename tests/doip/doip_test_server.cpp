@@ -3,7 +3,7 @@
 // answers as a small UDS server would: 22 F1 90 the VIN, 10 03 with the session timing, 3E 00,
 // 3E 80 without an answer, 31 after a response pending (7F 31 78) 100 ms later, every other
 // request with its positive response (SID + 0x40, the rest echoed).
-// Usage: doip_test_server [port]   (default 0: a free port)
+// Usage: doip_test_server [port [max-testers]]   (default 0: a free port; 4 testers)
 
 #include <condition_variable>
 #include <cstdio>
@@ -94,6 +94,7 @@ int main(int argc, char** argv) {
     Entity_config config;
     config.port = argc > 1 ? static_cast<std::uint16_t>(std::stoul(argv[1])) : 0;
     config.announce = false;
+    if (argc > 2) config.max_testers = static_cast<std::uint8_t>(std::stoul(argv[2]));
     Steady_clock clock;
     Serving_handler handler;
     Doip_entity entity(config, handler, clock);

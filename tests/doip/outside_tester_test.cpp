@@ -22,8 +22,11 @@ bool executable(const char* path) { return ::access(path, X_OK) == 0; }
 
 class doip_outside_tester : public ::testing::Test {
 protected:
+    // The server's command line; a test suite may serve fewer testers.
+    virtual std::vector<std::string> server_command() const { return {ZEVO_TEST_DOIP_SERVER}; }
+
     void SetUp() override {
-        server_ = std::make_unique<Child_process>(std::vector<std::string>{ZEVO_TEST_DOIP_SERVER});
+        server_ = std::make_unique<Child_process>(server_command());
         ASSERT_TRUE(server_->started());
         std::string line = server_->wait_for_line("port ", 10s);
         ASSERT_FALSE(line.empty()) << "the test server did not start";
@@ -173,6 +176,24 @@ TEST_F(doip_outside_tester, tshark_decodes_the_exchange_without_malformed_packet
     EXPECT_EQ(summary.out.find("Errors ("), std::string::npos) << summary.out;
     std::remove(capture.c_str());
     ::rmdir(directory);
+}
+
+class doip_outside_tester_one_socket : public doip_outside_tester {
+protected:
+    std::vector<std::string> server_command() const override { return {ZEVO_TEST_DOIP_SERVER, "0", "1"}; }
+};
+
+TEST_F(doip_outside_tester_one_socket, zevo_tester_answers_the_alive_check_and_keeps_its_socket) {
+    Child_process holder({ZEVO_TEST_ZEVO_TESTER, "--port", port_, "--pause", "1500", "3E 00", "3E 00 => 7E 00"});
+    ASSERT_FALSE(holder.wait_for_line("<- 7E 00", 10s).empty()) << "zevo-tester did not get its first answer";
+    // The only socket is taken: the entity checks that zevo-tester is alive, which it answers.
+    Tcp_link newcomer("127.0.0.1", static_cast<std::uint16_t>(std::stoul(port_)));
+    newcomer.send(encode_routing_activation_request(0x02, {0x0E81, 0x00, 0, std::nullopt}));
+    std::optional<Received> answer = newcomer.receive(5s);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(decode_routing_activation_response(answer->payload)->code, activation_code::all_sockets_used);
+    Run_result result = holder.finish(20s);
+    EXPECT_EQ(result.exit_code, 0) << result.out << result.err;
 }
 
 }  // namespace
