@@ -67,8 +67,9 @@ void Connection::send(Bytes frame) {
     queued_bytes_ += frame.size();
     queue_.push_back(std::move(frame));
     if (queued_bytes_ > max_send_queue_) {
+        asio::error_code ignored;
+        socket_.set_option(asio::socket_base::linger(true, 0), ignored);  // reset: drop what is unsent
         close("the tester does not read what it is sent");
-        abort();
         return;
     }
     if (!writing_) write();
@@ -97,28 +98,28 @@ void Connection::write() {
     });
 }
 
-void Connection::finish(const std::string& reason) {
+void Connection::stop_serving() {
     closing_ = true;
     timer_->cancel();
     if (gate_) gate_->shut();
-    events_.on_closed(*this, reason);
 }
 
 void Connection::close_after_send(const std::string& reason) {
     if (closing_) return;
-    finish(reason);
+    stop_serving();
     if (!writing_) {
         asio::error_code ignored;
         socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
         socket_.close(ignored);
-        return;
+    } else {
+        timer_->expire_at(clock_.now() + close_linger, [weak = weak_from_this()] {
+            if (std::shared_ptr<Connection> self = weak.lock()) self->reset_on_close();
+        });
     }
-    timer_->expire_at(clock_.now() + close_linger, [weak = weak_from_this()] {
-        if (std::shared_ptr<Connection> self = weak.lock()) self->abort();
-    });
+    events_.on_closed(*this, reason);  // last: whoever learns of the close finds it under way
 }
 
-void Connection::abort() {
+void Connection::reset_on_close() {
     // A reset instead of a FIN: what is still unsent to a tester that does not read is dropped.
     asio::error_code ignored;
     socket_.set_option(asio::socket_base::linger(true, 0), ignored);
@@ -126,9 +127,11 @@ void Connection::abort() {
 }
 
 void Connection::close(const std::string& reason) {
-    if (!closing_) finish(reason);
+    bool first = !closing_;
+    stop_serving();
     asio::error_code ignored;
     socket_.close(ignored);  // a write under way completes as aborted and frees the queue with us
+    if (first) events_.on_closed(*this, reason);
 }
 
 }  // namespace zevo::doip

@@ -78,8 +78,9 @@ public:
 private:
     void read();
     void write();
-    void finish(const std::string& reason);
-    void abort();
+    // No more reading, timers or replies; the socket is left to the caller.
+    void stop_serving();
+    void reset_on_close();
 
     asio::ip::tcp::socket socket_;
     std::uint64_t id_;
