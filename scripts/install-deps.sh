@@ -3,12 +3,14 @@
 # Usage: scripts/install-deps.sh [run|test]   (run: build and run the host; test: everything)
 set -euo pipefail
 
-# libaralog links Debian's libdlt (its DLT sink), found through pkg-config.
-packages=(cmake ninja-build g++ make pkg-config nlohmann-json3-dev libdlt-dev ccache)
+# libaralog links Debian's libdlt (its DLT sink), found through pkg-config; the DoIP entity and the
+# SOME/IP binding run on standalone Asio; ccache serves repeated builds.
+packages=(cmake ninja-build g++ make pkg-config nlohmann-json3-dev libdlt-dev libasio-dev ccache)
 if [ "${1:-test}" = test ]; then
-  # dlt-daemon, dlt-tools (dlt-receive, dlt-convert) and tshark: the DLT end-to-end tests.
-  packages+=(clang-14 libclang-rt-14-dev libgtest-dev libgmock-dev googletest
-             dlt-daemon dlt-tools tshark)
+  packages+=(clang-14 libclang-rt-14-dev libgtest-dev libgmock-dev googletest)
+  # dlt-daemon, dlt-tools (dlt-receive, dlt-convert): the DLT end-to-end tests. python3-scapy:
+  # the independent DoIP, UDS and SOME/IP peers. tshark: the referee that decodes captures.
+  packages+=(dlt-daemon dlt-tools python3-scapy tshark)
 fi
 
 missing=()
