@@ -2,10 +2,13 @@
 
 #include <cstdlib>
 #include <exception>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
 #include "host/extension_set.h"
+#include "host/hex_bytes.h"
 #include "host/host_options.h"
 #include "host/interrupt_watcher.h"
 #include "host/plugin_library.h"
@@ -13,6 +16,10 @@
 #include "host/service_wait.h"
 #include "host/session_runner.h"
 #include "host/uds_dispatcher.h"
+#include "host/uds_server/diagnostic_description.h"
+#include "host/uds_server/synchronous_tester.h"
+#include "host/uds_server/timer_queue.h"
+#include "host/uds_server/uds_server.h"
 #include "ruv/com/local/provider_registry.h"
 #include "sim/key_simulator.h"
 #include "sim/scenario.h"
@@ -62,8 +69,39 @@ int interrupted(int signal, std::ostream& err) {
     return Interrupt_watcher::exit_code_for(signal);
 }
 
-int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_watcher& watcher, std::ostream& out,
-                std::ostream& err) {
+Uds_server_settings server_settings(const Host_options& options, std::ostream& err) {
+    Uds_server_settings settings;
+    settings.p2 = options.p2;
+    settings.p2_star = options.p2_star;
+    settings.max_response_size = options.max_response_size;
+    settings.warn = [&err, mutex = std::make_shared<std::mutex>()](const std::string& warning) {
+        const std::lock_guard<std::mutex> lock(*mutex);
+        err << "zevo-dm: warning: " << warning << std::endl;
+    };
+    return settings;
+}
+
+/// send: every request in turn, its answers, and whether each final answer was the expected one.
+/// Returns exit_done, or exit_unexpected_answer when one was not.
+int send_requests(const Host_options& options, Synchronous_tester& tester, Interrupt_watcher& watcher,
+                  std::ostream& out, std::ostream& err) {
+    int exit_code = exit_done;
+    for (const Scripted_request& scripted : options.requests) {
+        if (watcher.signal() != 0) break;
+        out << "-> " << format_hex_bytes(scripted.request) << std::endl;
+        const Exchange exchange = tester.exchange(scripted.request);
+        for (const std::string& line : describe_exchange(exchange)) out << line << std::endl;
+        if (!exchange.end.job_error.empty()) err << "zevo-dm: the job threw: " << exchange.end.job_error << std::endl;
+        if (scripted.expected && !scripted.expected->matches(exchange.final_answer())) {
+            out << "   expected " << scripted.expected->text() << std::endl;
+            exit_code = exit_unexpected_answer;
+        }
+    }
+    return exit_code;
+}
+
+int run_command(const Host_options& options, Diagnostic_description description, sim::Scenario scenario,
+                Interrupt_watcher& watcher, std::ostream& out, std::ostream& err) {
     ruv::com::local::Provider_registry& registry = ruv::com::local::Provider_registry::process();
     if (options.request_timeout) registry.set_request_timeout(*options.request_timeout);
     // Declared in this order so that the extensions are gone before the plug-in is closed, and
@@ -78,7 +116,11 @@ int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_w
     extensions.attach_all(options.instance);
     Uds_dispatcher dispatcher(options.tester_address);
     extensions.serve_with(dispatcher);
-    const Reaction_guard reaction(watcher, [&dispatcher](int) { dispatcher.job_runner().interrupt(); });
+    Steady_timer_queue timers;
+    // Destroyed before the extensions are detached: it cancels and waits for every job.
+    Uds_server server(dispatcher, std::move(description), timers, server_settings(options, err));
+    Synchronous_tester tester(server, options.tester_address);
+    const Reaction_guard reaction(watcher, [&server](int) { server.shutdown(); });
     const Stop_request stop = [&watcher] { return watcher.signal() != 0; };
 
     if (options.discovery_timeout.count() > 0) {
@@ -100,17 +142,17 @@ int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_w
 
     int exit_code = exit_done;
     if (options.command == Host_command::send) {
-        const Uds_response response = dispatcher.dispatch(options.request);
+        exit_code = send_requests(options, tester, watcher, out, err);
         if (watcher.signal() != 0) return interrupted(watcher.signal(), err);
-        out << describe_response(response) << std::endl;
-        if (!response.job_error.empty()) err << "zevo-dm: the job threw: " << response.job_error << std::endl;
     } else {
         Session_settings settings;
         settings.discovery_timeout = options.discovery_timeout;
+        const Session_host host{server, tester,
+                                [&dispatcher](std::uint16_t identifier) { return dispatcher.has_found_service(identifier); }};
         const Session_report report =
-            run_session(dispatcher, sim::default_session(), controls_of(*simulator), settings, out, stop);
+            run_session(host, sim::default_session(), controls_of(*simulator), settings, out, stop);
         if (report.interrupted) return interrupted(watcher.signal(), err);
-        exit_code = report.passed() ? exit_done : exit_session_mismatch;
+        exit_code = report.passed() ? exit_done : exit_unexpected_answer;
     }
     extensions.detach_all();
     return exit_code;
@@ -144,11 +186,19 @@ int run_host(const std::vector<std::string>& arguments, std::ostream& out, std::
         err << "zevo-dm: scenario file " << error.what() << '\n';  // what() starts with the file's path
         return exit_usage_or_plugin;
     }
+    Diagnostic_description description;
+    try {
+        description = options.description_path ? load_description_file(*options.description_path)
+                                                : default_description();
+    } catch (const Description_error& error) {
+        err << "zevo-dm: description " << error.what() << '\n';  // what() starts with the file's path
+        return exit_usage_or_plugin;
+    }
     // Before the simulator and the plug-in start the platform's threads, which inherit the
     // blocked signals.
     Interrupt_watcher watcher;
     try {
-        return run_command(options, std::move(scenario), watcher, out, err);
+        return run_command(options, std::move(description), std::move(scenario), watcher, out, err);
     } catch (const std::exception& error) {
         err << "zevo-dm: " << error.what() << '\n';
         return exit_usage_or_plugin;
