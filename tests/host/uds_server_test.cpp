@@ -16,6 +16,7 @@
 
 #include "fake_extensions.h"
 #include "held_fakes.h"
+#include "host/hex_bytes.h"
 #include "host/uds_server/diagnostic_description.h"
 #include "host/uds_server/timer_queue.h"
 
@@ -136,16 +137,7 @@ protected:
         return "?";
     }
 
-    static std::string hex(const Bytes& bytes) {
-        static const char digits[] = "0123456789ABCDEF";
-        std::string text;
-        for (std::uint8_t byte : bytes) {
-            if (!text.empty()) text += ' ';
-            text += digits[byte >> 4];
-            text += digits[byte & 0x0F];
-        }
-        return text;
-    }
+    static std::string hex(const Bytes& bytes) { return format_hex_bytes(bytes); }
 
     Held_data_identifier training_counter;  // 0x2C56, record 00 05
     Held_data_identifier identity;          // 0x2C55
