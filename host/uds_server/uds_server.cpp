@@ -44,6 +44,7 @@ struct Uds_server::Session_state {
     std::uint8_t session = session::default_session;  // guarded by mutex
     Timer_queue::Timer_id s3_timer = 0;               // guarded by mutex; 0: none
     std::uint64_t generation = 0;                     // guarded by mutex; which S3 timer counts
+    std::size_t running_jobs = 0;                     // guarded by mutex; S3 stands still meanwhile
 };
 
 /// One request whose job runs. Its mutex serialises its answers: a 0x78 from the clock's thread
@@ -106,7 +107,8 @@ void Uds_server::restart_s3() {
             const std::shared_ptr<Session_state> state = weak.lock();
             if (!state) return;
             const std::lock_guard<std::mutex> expired(state->mutex);
-            if (state->generation != generation) return;
+            // S3 counts only while the server is idle; the end of the last job starts it again.
+            if (state->generation != generation || state->running_jobs != 0) return;
             state->session = session::default_session;  // S3 expired: back to the default session
             state->s3_timer = 0;
         });
@@ -272,6 +274,10 @@ void Uds_server::start_job(const std::shared_ptr<Request>& request, Decision dec
         return end(request, {Request_end::Kind::answered, busy, {}});
     }
     request->job = job;
+    {
+        const std::lock_guard<std::mutex> session_lock(session_->mutex);
+        ++session_->running_jobs;
+    }
     if (!request->finished) {
         const auto first = settings_.p2 * 4 / 5;
         const auto repeat = settings_.p2_star * 2 / 5;
@@ -330,6 +336,10 @@ void Uds_server::finish(const std::shared_ptr<Request>& request, const Job_runne
                 result.answer = std::move(answer);
             }
         }
+    }
+    {
+        const std::lock_guard<std::mutex> session_lock(session_->mutex);
+        --session_->running_jobs;
     }
     restart_s3();
     end(request, result);

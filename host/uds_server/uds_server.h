@@ -31,7 +31,7 @@ struct Uds_server_settings {
     /// P2*server: after a 0x78 another follows within every P2* (at 2/5 of it) until the final
     /// answer. Default 5000 ms; sent in 10 ms units in the session's answer.
     std::chrono::milliseconds p2_star{5000};
-    /// S3server: a non-default session without requests for this long ends. Default 5000 ms.
+    /// S3server: a non-default session idle this long (no request, no job running) ends. Default 5000 ms.
     std::chrono::milliseconds s3{5000};
     /// The longest answer the transport carries; a longer 62 answer becomes 7F 22 14. Default 4095.
     std::size_t max_response_size = 4095;

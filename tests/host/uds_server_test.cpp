@@ -459,6 +459,21 @@ TEST_F(host_uds_server, x10_s3_expiry_returns_to_the_default_session_and_every_r
     EXPECT_EQ(answer({0x2E, 0x2C, 0x57, 0x01, 0x02}), "7F 2E 31");
 }
 
+TEST_F(host_uds_server, x10_s3_stands_still_while_a_job_runs_and_starts_again_at_its_answer) {
+    EXPECT_EQ(answer({0x10, 0x03}), "50 03 00 32 01 F4");
+    state.job.hold = true;
+    const auto inbox = send({0x31, 0x01, 0xC0, 0x0F, 0x00});
+    ASSERT_TRUE(state.job.wait_until_holding(bound));
+    timers.advance(12s);
+    EXPECT_EQ(server().active_session(), session::extended_session);
+    state.job.answer();
+    EXPECT_EQ(inbox->wait_end().answer, (Bytes{0x71, 0x01, 0xC0, 0x0F}));
+    timers.advance(4999ms);
+    EXPECT_EQ(server().active_session(), session::extended_session);
+    timers.advance(1ms);
+    EXPECT_EQ(server().active_session(), session::default_session);
+}
+
 TEST_F(host_uds_server, meta_info_carries_the_testers_source_address) {
     const auto inbox = std::make_shared<Inbox>();
     inboxes.push_back(inbox);
