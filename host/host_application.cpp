@@ -65,7 +65,9 @@ Session_controls controls_of(sim::Key_simulator& simulator) {
 std::string signal_text(int signal) { return signal == SIGINT ? "SIGINT" : signal == SIGTERM ? "SIGTERM" : "a signal"; }
 
 int interrupted(int signal, std::ostream& err) {
-    err << "zevo-dm: interrupted by " << signal_text(signal) << "; the running job, if any, was cancelled" << std::endl;
+    // One write: the platform's threads may still log a late answer (the Cancel's) on the same stream.
+    err << ("zevo-dm: interrupted by " + signal_text(signal) + "; the running job, if any, was cancelled\n")
+        << std::flush;
     return Interrupt_watcher::exit_code_for(signal);
 }
 
