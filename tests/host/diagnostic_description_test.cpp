@@ -4,6 +4,7 @@
 #include "host/uds_server/diagnostic_description.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -88,7 +89,8 @@ TEST(host_diagnostic_description, errors_name_the_json_path) {
 }
 
 TEST(host_diagnostic_description, a_file_error_starts_with_the_path) {
-    const std::string path = ::testing::TempDir() + "zevo_description_test.json";
+    // Named after the process: test programs of other builds may run at the same time.
+    const std::string path = ::testing::TempDir() + "zevo_description_test_" + std::to_string(getpid()) + ".json";
     std::ofstream(path) << R"({"routines": [{"id": "0xC00A", "sessions": ["x"], "sub_functions": []}]})";
     try {
         load_description_file(path);

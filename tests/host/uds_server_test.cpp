@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,6 +19,7 @@
 #include "held_fakes.h"
 #include "host/hex_bytes.h"
 #include "host/uds_server/diagnostic_description.h"
+#include "host/uds_server/synchronous_tester.h"
 #include "host/uds_server/timer_queue.h"
 
 namespace zevo::host {
@@ -486,6 +488,45 @@ TEST_F(host_uds_server, meta_info_carries_the_testers_source_address) {
     EXPECT_EQ(second->wait_end().answer, (Bytes{0x6E, 0x2C, 0x57}));
     ASSERT_EQ(history.calls.size(), 1u);
     EXPECT_EQ(history.calls[0].meta_info.at("tester_address"), "0x0E81");
+}
+
+// ---- how the command line prints an exchange
+
+TEST(host_synchronous_tester, describe_exchange_prints_every_0x78_then_the_final_answer_or_what_came_instead) {
+    Exchange held;
+    held.answers = {{0x7F, 0x31, 0x78}, {0x71, 0x01, 0xC0, 0x0F}};
+    held.end = Request_end{Kind::answered, {0x71, 0x01, 0xC0, 0x0F}, {}};
+    EXPECT_EQ(describe_exchange(held), (std::vector<std::string>{"<- 7F 31 78", "<- 71 01 C0 0F"}));
+    Exchange cancelled;
+    cancelled.answers = {{0x7F, 0x22, 0x78}};
+    cancelled.end = Request_end{Kind::cancelled, {}, {}};
+    EXPECT_EQ(describe_exchange(cancelled), (std::vector<std::string>{"<- 7F 22 78", "<- (cancelled)"}));
+    Exchange suppressed;
+    suppressed.end = Request_end{Kind::suppressed, {}, {}};
+    EXPECT_EQ(describe_exchange(suppressed), (std::vector<std::string>{"<- (no response: suppressed)"}));
+    Exchange withheld;
+    withheld.end = Request_end{Kind::functional, {}, {}};
+    EXPECT_EQ(describe_exchange(withheld), (std::vector<std::string>{"<- (no response: functional request)"}));
+}
+
+TEST_F(host_uds_server, synchronous_tester_waits_for_the_end_and_keeps_every_answer) {
+    state.job.hold = true;
+    Synchronous_tester tester(server(), 0x0E80, 9);
+    std::future<Exchange> exchange =
+        std::async(std::launch::async, [&] { return tester.exchange({0x31, 0x01, 0xC0, 0x0F, 0x00}); });
+    const bool holding = state.job.wait_until_holding(bound);
+    if (holding) {
+        timers.advance(40ms);
+    } else {
+        state.job.hold = false;  // a job that starts late must not hold: the future waits for it
+    }
+    state.job.answer();
+    ASSERT_TRUE(holding);
+    ASSERT_EQ(exchange.wait_for(bound), std::future_status::ready);
+    const Exchange result = exchange.get();
+    EXPECT_EQ(result.answers, (std::vector<Bytes>{{0x7F, 0x31, 0x78}, {0x71, 0x01, 0xC0, 0x0F}}));
+    ASSERT_NE(result.final_answer(), nullptr);
+    EXPECT_EQ(*result.final_answer(), (Bytes{0x71, 0x01, 0xC0, 0x0F}));
 }
 
 // ---- the default description
