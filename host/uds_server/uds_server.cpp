@@ -1,6 +1,7 @@
 #include "host/uds_server/uds_server.h"
 
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "host/hex_bytes.h"
@@ -257,16 +258,32 @@ void Uds_server::start_job(const std::shared_ptr<Request>& request, Decision dec
         lock.unlock();
         return end(request, {Request_end::Kind::cancelled, {}, {}});
     }
+    // The first 0x78 is timed from the request: its timer exists before the job can run, and
+    // fires only once this function has let go of the request.
+    const auto first = settings_.p2 * 4 / 5;
+    const auto repeat = settings_.p2_star * 2 / 5;
+    request->timer = timers_.schedule_after(first, [&timers = timers_, weak = std::weak_ptr<Request>(request), repeat] {
+        if (const std::shared_ptr<Request> held = weak.lock()) send_pending(timers, held, repeat);
+    });
     std::optional<Job_runner::Job_id> job;
     try {
         job = jobs_.start(std::move(decision.prepared.keys), std::move(decision.prepared.job),
                           std::move(decision.prepared.cancel),
                           [this, request](const Job_runner::Outcome& outcome) { finish(request, outcome); });
     } catch (const Job_refused&) {
+        timers_.cancel(request->timer);
         lock.unlock();
         return end(request, {Request_end::Kind::cancelled, {}, {}});
+    } catch (const std::system_error& error) {  // no worker thread could be started
+        timers_.cancel(request->timer);
+        request->finished = true;
+        const Bytes refused = negative(request->sid, Code::general_reject);
+        request->reply(refused);
+        lock.unlock();
+        return end(request, {Request_end::Kind::answered, refused, error.what()});
     }
     if (!job) {  // another request's job uses the identifier
+        timers_.cancel(request->timer);
         request->finished = true;
         const Bytes busy = negative(request->sid, busy_repeat_request);
         request->reply(busy);
@@ -274,18 +291,8 @@ void Uds_server::start_job(const std::shared_ptr<Request>& request, Decision dec
         return end(request, {Request_end::Kind::answered, busy, {}});
     }
     request->job = job;
-    {
-        const std::lock_guard<std::mutex> session_lock(session_->mutex);
-        ++session_->running_jobs;
-    }
-    if (!request->finished) {
-        const auto first = settings_.p2 * 4 / 5;
-        const auto repeat = settings_.p2_star * 2 / 5;
-        request->timer = timers_.schedule_after(first, [&timers = timers_, weak = std::weak_ptr<Request>(request),
-                                                         repeat] {
-            if (const std::shared_ptr<Request> held = weak.lock()) send_pending(timers, held, repeat);
-        });
-    }
+    const std::lock_guard<std::mutex> session_lock(session_->mutex);
+    ++session_->running_jobs;
 }
 
 void Uds_server::send_pending(Timer_queue& timers, const std::shared_ptr<Request>& request,
