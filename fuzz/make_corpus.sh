@@ -38,7 +38,8 @@ seed $r error_code_2_routine "02 31 7F"
 seed $r error_routine_one_byte "22"
 
 # Tester requests: reads, writes and the three routine controls of the served identifiers, Start
-# option bytes of each argument shape, and requests the host refuses.
+# option bytes of each argument shape, session control and tester present, and requests the
+# host refuses.
 u=uds_request_fuzz
 seed $u read_0x2C56 "22 2C56"
 seed $u read_three_dids "22 2C55 F190 2C60"
@@ -50,4 +51,10 @@ seed $u start_0xC00F_suppressed "31 81 C00F 00"
 seed $u stop_0xC00D "31 02 C00D 00"
 seed $u results_0xC00A "31 03 C00A"
 seed $u routine_unknown_type "31 04 C00F"
-seed $u unknown_service "10 03"
+seed $u unknown_service "19 02 08"
+seed $u session_extended "10 03"
+seed $u session_programming "10 02"
+seed $u tester_present "3E 00"
+seed $u tester_present_suppressed "3E 80"
+seed $u read_nine_dids "22 2C56 2C56 2C56 2C56 2C56 2C56 2C56 2C56 2C56"
+seed $u start_0xC00F_final_0x78 "31 01 C00F 78"

@@ -1,8 +1,10 @@
 // uds_request_fuzz: arbitrary bytes as what a tester sends. Each input is read (a) as request
 // parameters by every Deserialize overload, alone and in a mixed sequence, (b) as the option
-// bytes of the six routines' Start, cut into its arguments as the routine job does, and (c) as
+// bytes of the six routines' Start, cut into its arguments as the routine job does, (c) as
 // a whole UDS request given to the host's dispatcher with fake extensions behind all ten
-// identifiers. Each must give its value or its documented error, and nothing else.
+// identifiers, and (d) as a request to the host's UDS server (default description, a clock that
+// stands still), physical and functional. Each must give its value, its documented error or its
+// negative response code by the server's check order, and nothing else.
 
 #include <array>
 #include <cstddef>
@@ -22,6 +24,10 @@
 #include "fuzz/fake_extensions.h"
 #include "fuzz/fuzz_check.h"
 #include "host/uds_dispatcher.h"
+#include "host/uds_server/diagnostic_description.h"
+#include "host/uds_server/synchronous_tester.h"
+#include "host/uds_server/timer_queue.h"
+#include "host/uds_server/uds_server.h"
 #include "tests/someip/service_methods.h"
 
 namespace {
@@ -234,6 +240,63 @@ void dispatch(const Bytes& request) {
     expect(response.job_error.empty(), "dispatch: a job failed: " + response.job_error);
 }
 
+// --- the host's UDS server
+
+/// The negative response codes the server may give for `sid` by its check order, or that the
+/// echoing extensions return (their first option or data byte, any value).
+bool allowed_refusal(std::uint8_t sid, std::uint8_t code, const Bytes& request) {
+    switch (sid) {
+        case 0x10:
+        case 0x3E: return code == 0x12 || code == 0x13;
+        case 0x22: return code == 0x13 || code == 0x14 || code == 0x31;
+        case 0x2E: return code == 0x13 || code == 0x31;  // the default description writes nothing
+        case 0x31:
+            if (code == 0x12 || code == 0x13 || code == 0x31) return true;
+            return request.size() > 4 && code == request[4] && code != 0x78;  // the routine's own answer
+        default: return code == 0x11;
+    }
+}
+
+void serve(const Bytes& request, bool functional) {
+    struct Server {
+        Served extensions;
+        zevo::host::Manual_timer_queue timers;  // never advanced: no 0x78, no S3 expiry
+        zevo::host::Uds_server server{extensions.dispatcher, zevo::host::default_description(), timers};
+        zevo::host::Synchronous_tester tester{server, 0x0E80};
+    };
+    static Server served;
+    using Kind = zevo::host::Request_end::Kind;
+    const zevo::host::Exchange exchange = served.tester.exchange(request, functional);
+    const std::uint8_t sid = request.empty() ? 0x00 : request[0];
+    if (exchange.end.kind != Kind::answered) {
+        expect(exchange.answers.empty(), "server: an answer went out for a request it reports as unanswered");
+        expect(exchange.end.kind != Kind::cancelled, "server: a request was cancelled with nobody cancelling");
+        return;
+    }
+    expect(exchange.answers.size() == 1 && exchange.answers[0] == exchange.end.answer,
+           "server: not exactly one answer, the final one");
+    const Bytes& answer = exchange.end.answer;
+    expect(!answer.empty(), "server: an empty answer");
+    if (answer[0] == 0x7F) {
+        expect(answer.size() == 3 && answer[1] == sid, "server: a negative answer that is not 7F SID NRC");
+        // A 0x78 (or an extension's 0x78 passed on) would need the clock, which stands still; the
+        // echoing routine's 0x78 becomes 0x10.
+        const std::uint8_t code = answer[2];
+        const bool routine_general_reject = sid == 0x31 && code == 0x10 && request.size() > 4 &&
+                                            (request[4] == 0x10 || request[4] == 0x78);
+        expect(allowed_refusal(sid, code, request) || routine_general_reject ||
+                   (sid == 0x00 && request.empty() && code == 0x13),
+               "server: a negative response code out of the check order");
+        const bool withheld = code == 0x11 || code == 0x12 || code == 0x31 || code == 0x7E || code == 0x7F;
+        expect(!(functional && withheld), "server: a functional request got 0x11, 0x12, 0x31, 0x7E or 0x7F");
+        return;
+    }
+    expect(answer[0] == (sid | 0x40), "server: a positive answer with another SID");
+    expect(sid != 0x2E, "server: a write the default description refuses got a positive answer");
+    expect(!(sid == 0x31 && (request[1] & 0x7F) == 0x02), "server: a stop the description refuses got through");
+    expect(!(sid == 0x31 && (request[1] & 0x80) != 0), "server: a suppressed positive answer went out");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -241,5 +304,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     decode_parameters(input);
     methods::for_each_type<methods::All_methods>([&input](auto tag) { decode_start<typename decltype(tag)::type>(input); });
     dispatch(input);
+    serve(input, false);
+    serve(input, true);
     return 0;
 }

@@ -1,8 +1,11 @@
 #pragma once
-// One line of a request list as zevo-tester and zevo-dm send read it: the request in hex,
-// optionally followed by "=>" and the expected answer, where "*" stands for any one byte:
-//     22 F1 90 => 62 F1 90 * *
-// Blank lines and lines starting with '#' carry no request. Pure functions, any thread.
+// Requests with the answer they are expected to get, as testers write them on a command line:
+// "22 2C 56 => 62 2C 56 * * *". Used by `zevo-dm send` and zevo-tester; plain functions and values, any thread.
+//
+// Syntax of an expectation (after "=>"): hex bytes (two digits each, tokens may hold several:
+// "622C56"), "*" for any one byte, "..." as the last token for any number of further bytes
+// (none included), or the word "none" alone for no answer at all (suppressed, withheld from a
+// functional request, or cancelled). Only the final answer is compared; 7F xx 78 before it is not.
 
 #include <cstdint>
 #include <optional>
@@ -12,29 +15,38 @@
 
 namespace zevo::host {
 
+/// Text that is not a request or expectation; the message names the offending piece.
 class Expectation_error : public std::invalid_argument {
 public:
     using std::invalid_argument::invalid_argument;
 };
 
-struct Expected_byte {
-    std::uint8_t value = 0;
-    bool any = false;  // "*": every value matches
+struct Expectation {
+    std::vector<std::optional<std::uint8_t>> bytes;  ///< nullopt: any byte
+    bool any_tail = false;                           ///< "...": any number of further bytes
+    bool no_answer = false;                          ///< "none"
+
+    /// Whether `answer` (nullptr: no final answer) is what was expected.
+    bool matches(const std::vector<std::uint8_t>* answer) const;
+    /// The expectation as written in normal form: "62 2C 56 * * *", "71 01 ...", "none".
+    std::string text() const;
 };
 
-struct Request_line {
+/// An expectation from the text after "=>". Throws Expectation_error (also for an empty one).
+Expectation parse_expectation(const std::string& text);
+
+struct Scripted_request {
     std::vector<std::uint8_t> request;
-    std::optional<std::vector<Expected_byte>> expected;  // absent: any answer will do
+    std::optional<Expectation> expected;  ///< none when no "=>" was given
 };
 
-// The request and expectation of `line`; nullopt for a blank line or a comment. Throws
-// Expectation_error naming what is wrong (bad hex, "=>" without an answer, no request).
-std::optional<Request_line> parse_request_line(const std::string& line);
+/// "REQUEST [=> EXPECTATION]": the request as hex bytes, then optionally "=>" and an
+/// expectation. Throws Expectation_error, also for bad hex in the request.
+Scripted_request parse_scripted_request(const std::string& text);
 
-// Whether `answer` has exactly the expected length and every byte matches.
-bool matches(const std::vector<Expected_byte>& expected, const std::vector<std::uint8_t>& answer);
-
-// "62 F1 90 * *"
-std::string format_expectation(const std::vector<Expected_byte>& expected);
+/// One line of a request file (zevo-tester): blank lines and lines starting with '#' carry no
+/// request (nullopt); any other line is a scripted request and must hold at least one request
+/// byte. Throws Expectation_error.
+std::optional<Scripted_request> parse_request_line(const std::string& line);
 
 }  // namespace zevo::host

@@ -2,10 +2,11 @@
 
 #include <cstdlib>
 #include <exception>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
-#include "ara/log/contexts.h"
 #include "host/extension_set.h"
 #include "host/hex_bytes.h"
 #include "host/host_options.h"
@@ -15,6 +16,10 @@
 #include "host/service_wait.h"
 #include "host/session_runner.h"
 #include "host/uds_dispatcher.h"
+#include "host/uds_server/diagnostic_description.h"
+#include "host/uds_server/synchronous_tester.h"
+#include "host/uds_server/timer_queue.h"
+#include "host/uds_server/uds_server.h"
 #include "ruv/com/local/provider_registry.h"
 #include "sim/key_simulator.h"
 #include "sim/scenario.h"
@@ -22,13 +27,6 @@
 
 namespace zevo::host {
 namespace {
-
-/// Writes one of the host's own events under context HOST; the text is built only when the
-/// level is on.
-template <typename Make_text>
-void log_host(ara::log::LogLevel level, Make_text&& make_text) {
-    ara::log::contexts::log_text(ara::log::contexts::logger_of(ara::log::contexts::host), level, make_text);
-}
 
 /// Sets the watcher's reaction for as long as it lives: whatever the reaction refers to must
 /// outlive the guard, and the destructor waits for a reaction that runs.
@@ -49,13 +47,7 @@ private:
 /// with those of --scenario added; send runs on the file's alone. Throws sim::Scenario_error.
 sim::Scenario scenario_for(const Host_options& options) {
     sim::Scenario from_file;
-    if (options.scenario_path) {
-        from_file = sim::load_scenario_file(*options.scenario_path);
-        log_host(ara::log::LogLevel::kInfo, [&] {
-            return "scenario file " + *options.scenario_path + ": " + std::to_string(from_file.faults.size()) +
-                   " faults";
-        });
-    }
+    if (options.scenario_path) from_file = sim::load_scenario_file(*options.scenario_path);
     if (options.command != Host_command::session) return from_file;
     return merge_scenarios(sim::default_session_scenario(), from_file);
 }
@@ -73,12 +65,45 @@ Session_controls controls_of(sim::Key_simulator& simulator) {
 std::string signal_text(int signal) { return signal == SIGINT ? "SIGINT" : signal == SIGTERM ? "SIGTERM" : "a signal"; }
 
 int interrupted(int signal, std::ostream& err) {
-    err << "zevo-dm: interrupted by " << signal_text(signal) << "; the running job, if any, was cancelled" << std::endl;
+    // One write: the platform's threads may still log a late answer (the Cancel's) on the same stream.
+    err << ("zevo-dm: interrupted by " + signal_text(signal) + "; the running job, if any, was cancelled\n")
+        << std::flush;
     return Interrupt_watcher::exit_code_for(signal);
 }
 
-int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_watcher& watcher, std::ostream& out,
-                std::ostream& err) {
+Uds_server_settings server_settings(const Host_options& options, std::ostream& err) {
+    Uds_server_settings settings;
+    settings.p2 = options.p2;
+    settings.p2_star = options.p2_star;
+    settings.max_response_size = options.max_response_size;
+    settings.warn = [&err, mutex = std::make_shared<std::mutex>()](const std::string& warning) {
+        const std::lock_guard<std::mutex> lock(*mutex);
+        err << "zevo-dm: warning: " << warning << std::endl;
+    };
+    return settings;
+}
+
+/// send: every request in turn, its answers, and whether each final answer was the expected one.
+/// Returns exit_done, or exit_unexpected_answer when one was not.
+int send_requests(const Host_options& options, Synchronous_tester& tester, Interrupt_watcher& watcher,
+                  std::ostream& out, std::ostream& err) {
+    int exit_code = exit_done;
+    for (const Scripted_request& scripted : options.requests) {
+        if (watcher.signal() != 0) break;
+        out << "-> " << format_hex_bytes(scripted.request) << std::endl;
+        const Exchange exchange = tester.exchange(scripted.request);
+        for (const std::string& line : describe_exchange(exchange)) out << line << std::endl;
+        if (!exchange.end.job_error.empty()) err << "zevo-dm: the job threw: " << exchange.end.job_error << std::endl;
+        if (scripted.expected && !scripted.expected->matches(exchange.final_answer())) {
+            out << "   expected " << scripted.expected->text() << std::endl;
+            exit_code = exit_unexpected_answer;
+        }
+    }
+    return exit_code;
+}
+
+int run_command(const Host_options& options, Diagnostic_description description, sim::Scenario scenario,
+                Interrupt_watcher& watcher, std::ostream& out, std::ostream& err) {
     ruv::com::local::Provider_registry& registry = ruv::com::local::Provider_registry::process();
     if (options.request_timeout) registry.set_request_timeout(*options.request_timeout);
     // Declared in this order so that the extensions are gone before the plug-in is closed, and
@@ -91,14 +116,13 @@ int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_w
     const Plugin_library plugin(options.plugin_path);
     Extension_set extensions(plugin.entry_points());
     extensions.attach_all(options.instance);
-    log_host(ara::log::LogLevel::kInfo, [&] {
-        return "plug-in " + options.plugin_path + " loaded: " + std::to_string(extensions.data_identifiers().size()) +
-               " data identifiers, " + std::to_string(extensions.routines().size()) +
-               " routines, attached with instance \"" + options.instance + "\"";
-    });
     Uds_dispatcher dispatcher(options.tester_address);
     extensions.serve_with(dispatcher);
-    const Reaction_guard reaction(watcher, [&dispatcher](int) { dispatcher.job_runner().interrupt(); });
+    Steady_timer_queue timers;
+    // Destroyed before the extensions are detached: it cancels and waits for every job.
+    Uds_server server(dispatcher, std::move(description), timers, server_settings(options, err));
+    Synchronous_tester tester(server, options.tester_address);
+    const Reaction_guard reaction(watcher, [&server](int) { server.shutdown(); });
     const Stop_request stop = [&watcher] { return watcher.signal() != 0; };
 
     if (options.discovery_timeout.count() > 0) {
@@ -109,16 +133,7 @@ int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_w
             identifiers, true, [&dispatcher](std::uint16_t identifier) { return dispatcher.has_found_service(identifier); },
             options.discovery_timeout, stop);
         if (wait.stopped) return interrupted(watcher.signal(), err);
-        if (wait.reached()) {
-            log_host(ara::log::LogLevel::kInfo, [&] {
-                return "all " + std::to_string(identifiers.size()) + " extensions found their services in " +
-                       std::to_string(wait.waited.count()) + " ms";
-            });
-        } else {
-            log_host(ara::log::LogLevel::kError, [&] {
-                return "no service found within " + std::to_string(options.discovery_timeout.count()) + " ms for " +
-                       format_identifiers(wait.pending);
-            });
+        if (!wait.reached()) {
             err << "zevo-dm: no service found within " << options.discovery_timeout.count() << " ms for "
                 << format_identifiers(wait.pending) << " (instance \"" << options.instance << "\""
                 << (options.simulator ? "" : ", --no-simulator: nothing in this process offers them") << ")"
@@ -129,20 +144,17 @@ int run_command(const Host_options& options, sim::Scenario scenario, Interrupt_w
 
     int exit_code = exit_done;
     if (options.command == Host_command::send) {
-        const Uds_response response = dispatcher.dispatch(options.request);
+        exit_code = send_requests(options, tester, watcher, out, err);
         if (watcher.signal() != 0) return interrupted(watcher.signal(), err);
-        log_host(ara::log::LogLevel::kDebug, [&] {
-            return "request " + format_hex_bytes(options.request) + " answered " + describe_response(response);
-        });
-        out << describe_response(response) << std::endl;
-        if (!response.job_error.empty()) err << "zevo-dm: the job threw: " << response.job_error << std::endl;
     } else {
         Session_settings settings;
         settings.discovery_timeout = options.discovery_timeout;
+        const Session_host host{server, tester,
+                                [&dispatcher](std::uint16_t identifier) { return dispatcher.has_found_service(identifier); }};
         const Session_report report =
-            run_session(dispatcher, sim::default_session(), controls_of(*simulator), settings, out, stop);
+            run_session(host, sim::default_session(), controls_of(*simulator), settings, out, stop);
         if (report.interrupted) return interrupted(watcher.signal(), err);
-        exit_code = report.passed() ? exit_done : exit_session_mismatch;
+        exit_code = report.passed() ? exit_done : exit_unexpected_answer;
     }
     extensions.detach_all();
     return exit_code;
@@ -168,9 +180,7 @@ int run_host(const std::vector<std::string>& arguments, std::ostream& out, std::
     }
     // The log library reads its level on first use, which is still to come: nothing of the
     // platform has run yet.
-    if (const std::optional<int> level = log_level_to_set(options, std::getenv("ZEVO_LOG_LEVEL"))) {
-        setenv("ZEVO_LOG_LEVEL", std::to_string(*level).c_str(), 1);
-    }
+    if (options.log_level) setenv("ZEVO_LOG_LEVEL", std::to_string(*options.log_level).c_str(), 1);
     sim::Scenario scenario;
     try {
         scenario = scenario_for(options);
@@ -178,11 +188,19 @@ int run_host(const std::vector<std::string>& arguments, std::ostream& out, std::
         err << "zevo-dm: scenario file " << error.what() << '\n';  // what() starts with the file's path
         return exit_usage_or_plugin;
     }
+    Diagnostic_description description;
+    try {
+        description = options.description_path ? load_description_file(*options.description_path)
+                                                : default_description();
+    } catch (const Description_error& error) {
+        err << "zevo-dm: description " << error.what() << '\n';  // what() starts with the file's path
+        return exit_usage_or_plugin;
+    }
     // Before the simulator and the plug-in start the platform's threads, which inherit the
     // blocked signals.
     Interrupt_watcher watcher;
     try {
-        return run_command(options, std::move(scenario), watcher, out, err);
+        return run_command(options, std::move(description), std::move(scenario), watcher, out, err);
     } catch (const std::exception& error) {
         err << "zevo-dm: " << error.what() << '\n';
         return exit_usage_or_plugin;

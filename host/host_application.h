@@ -13,8 +13,8 @@ namespace zevo::host {
 /// see Interrupt_watcher).
 enum Host_exit_code : int {
     exit_done = 0,                 /**< the command ran; for session: every step as expected */
-    exit_session_mismatch = 1,     /**< session: at least one step was not as expected */
-    exit_usage_or_plugin = 2,      /**< bad command line or scenario file, or the plug-in could not be used */
+    exit_unexpected_answer = 1,    /**< send or session: at least one answer was not the expected one */
+    exit_usage_or_plugin = 2,      /**< bad command line, scenario file or description, or the plug-in could not be used */
     exit_services_not_found = 3,   /**< an extension did not find its service within the discovery timeout */
 };
 

@@ -104,6 +104,19 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
             options.request_timeout = parse_milliseconds(name, reader.value_of(name, inline_value));
         } else if (name == "--discovery-timeout") {
             options.discovery_timeout = parse_milliseconds(name, reader.value_of(name, inline_value));
+        } else if (name == "--description") {
+            options.description_path = reader.value_of(name, inline_value);
+            if (options.description_path->empty()) throw Option_error("--description needs a non-empty path");
+        } else if (name == "--p2") {
+            options.p2 = std::chrono::milliseconds{
+                parse_number(name, reader.value_of(name, inline_value), 1, 65535, "a number of milliseconds (1 to 65535)")};
+        } else if (name == "--p2-star") {
+            options.p2_star = std::chrono::milliseconds{parse_number(
+                name, reader.value_of(name, inline_value), 10, 655350, "a number of milliseconds (10 to 655350)")};
+            if (options.p2_star.count() % 10 != 0) throw Option_error("--p2-star wants a multiple of 10 ms");
+        } else if (name == "--max-response-size") {
+            options.max_response_size = static_cast<std::size_t>(parse_number(
+                name, reader.value_of(name, inline_value), 8, 1 << 24, "a number of bytes (8 to 16777216)"));
         } else if (name == "--no-simulator") {
             if (inline_value) throw Option_error(name + " takes no value");
             options.simulator = false;
@@ -117,10 +130,25 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
     const std::vector<std::string> command_arguments(operands.begin() + 1, operands.end());
     if (command == "send") {
         options.command = Host_command::send;
-        try {
-            options.request = parse_hex_bytes(command_arguments);
-        } catch (const Hex_error& error) {
-            throw Option_error(std::string("send: ") + error.what());
+        // An argument with white space is a request of its own; arguments without form one together.
+        std::vector<std::string> texts;
+        bool joining = false;
+        for (const std::string& argument : command_arguments) {
+            const bool spaced = argument.find_first_of(" \t") != std::string::npos;
+            if (spaced || !joining) {
+                texts.push_back(argument);
+            } else {
+                texts.back() += " " + argument;
+            }
+            joining = !spaced;
+        }
+        if (texts.empty()) throw Option_error("send: no request bytes given");
+        for (const std::string& text : texts) {
+            try {
+                options.requests.push_back(parse_scripted_request(text));
+            } catch (const Expectation_error& error) {
+                throw Option_error(std::string("send: ") + error.what());
+            }
         }
     } else if (command == "session") {
         options.command = Host_command::session;
@@ -144,21 +172,32 @@ std::optional<int> log_level_to_set(const Host_options& options, const char* env
 }
 
 std::string host_usage() {
-    return "Usage: zevo-dm [options] send BYTES...\n"
+    return "Usage: zevo-dm [options] send REQUEST...\n"
            "       zevo-dm [options] session\n"
            "\n"
            "Starts the ten simulated key-handling services in this process (the platform's local\n"
            "binding), loads the diagnostic plug-in with dlopen, makes one extension per data\n"
            "identifier and routine it serves, attaches each with the instance text, waits until\n"
-           "every one has found its service, and answers UDS requests (ISO 14229-1: 22\n"
-           "ReadDataByIdentifier, 2E WriteDataByIdentifier, 31 RoutineControl) through them. Each\n"
-           "job runs on a worker thread. At the end every extension is detached and destroyed.\n"
+           "every one has found its service, and serves UDS requests (ISO 14229-1) as a\n"
+           "diagnostic server: 10 DiagnosticSessionControl (01 default, 03 extended), 3E\n"
+           "TesterPresent, and through the extensions 22 ReadDataByIdentifier, 2E\n"
+           "WriteDataByIdentifier and 31 RoutineControl, as far as the diagnostic description\n"
+           "allows them in the active session. A job not answered within P2 gets 7F xx 78.\n"
+           "Jobs run on worker threads, one per extension. At the end every extension is\n"
+           "detached and destroyed.\n"
            "\n"
            "Commands:\n"
-           "  send BYTES...   send one request and print the response as hex bytes, e.g.\n"
-           "                  'zevo-dm send 22 2C 56' prints the training counter record 62 2C 56 ...\n"
-           "                  BYTES are two hex digits per byte, as separate arguments or in one:\n"
-           "                  22 2C 56, 222C56 and \"22 2C 56\" are the same request.\n"
+           "  send REQUEST... send requests in order to one server and simulator; prints\n"
+           "                  '-> request' and '<- answer' lines (also each 7F xx 78, and\n"
+           "                  '(no response: suppressed)' or '(cancelled)' where nothing came).\n"
+           "                  A request is hex bytes, two digits each, optionally followed by\n"
+           "                  '=> EXPECTED': bytes, '*' for any byte, '...' at the end for any\n"
+           "                  further bytes, or 'none'. An argument holding spaces is one request;\n"
+           "                  arguments without spaces form one request together:\n"
+           "                    zevo-dm send 22 2C 56\n"
+           "                    zevo-dm send \"22 2C 56 => 62 2C 56 * * *\" \"31 01 C0 0F 00 => 71 01 C0 0F\"\n"
+           "                  An answer other than the expected one prints 'expected ...' and\n"
+           "                  makes the exit code 1.\n"
            "  session         run the simulator's scripted session: every data identifier read,\n"
            "                  every routine started and its results requested, an application\n"
            "                  error, a request too short (7F .. 13), an unknown identifier\n"
@@ -189,10 +228,16 @@ std::string host_usage() {
            "                           else; without them every served identifier answers\n"
            "                           7F SID 10 (use with --discovery-timeout 0). Not with session.\n"
            "  --tester-address HEX     tester's address written into meta_info (default: 0E80)\n"
+           "  --description FILE       the diagnostic description (JSON) saying which identifiers\n"
+           "                           may be read, written, started, stopped or asked for results\n"
+           "                           in which session (default: the embedded one, see README)\n"
+           "  --p2 MS                  P2server: 7F xx 78 before it passes (default: 50)\n"
+           "  --p2-star MS             P2*server, a multiple of 10 (default: 5000)\n"
+           "  --max-response-size N    longest answer; longer reads get 7F 22 14 (default: 4095)\n"
            "  -h, --help               print this help and exit\n"
            "\n"
-           "Exit codes: 0 done; 1 session: at least one step not as expected; 2 bad command line,\n"
-           "scenario file or plug-in; 3 services not found within the discovery timeout;\n"
+           "Exit codes: 0 done; 1 an answer not as expected (send, session); 2 bad command line,\n"
+           "scenario file, description or plug-in; 3 services not found within the discovery timeout;\n"
            "130 interrupted by SIGINT (Ctrl-C), 143 by SIGTERM: the running job is cancelled\n"
            "through the extension's cancel and the host ends normally; a second signal, or a\n"
            "host still running 5 s after the first, ends it at once with the same code.\n";

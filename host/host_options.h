@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "host/expectation.h"
+
 namespace zevo::host {
 
 /// A command line that cannot be run; the message says what is wrong.
@@ -19,7 +21,7 @@ public:
 
 enum class Host_command {
     none,     /**< no command given: print the help, exit 2 */
-    send,     /**< send one request, print the response */
+    send,     /**< send requests, print the answers, compare them with their expectations */
     session,  /**< run the simulator's scripted session over every served identifier */
 };
 
@@ -51,8 +53,17 @@ struct Host_options {
     bool help = false;
     /// The command word. Default none.
     Host_command command = Host_command::none;
-    /// send: the request bytes, parsed from the hex arguments. Empty for other commands.
-    std::vector<std::uint8_t> request;
+    /// send: the requests in order, each with its expectation if one was given. Empty for other
+    /// commands. Arguments holding white space are one request each; a run of arguments without
+    /// white space forms one request ("22 2C 56" and 22 2C 56 are the same request).
+    std::vector<Scripted_request> requests;
+    /// --description FILE: the diagnostic description to serve by. Default: the embedded one.
+    std::optional<std::string> description_path;
+    /// --p2 MS, --p2-star MS: the server's P2 and P2* (defaults 50 and 5000; P2* in 10 ms steps).
+    std::chrono::milliseconds p2{50};
+    std::chrono::milliseconds p2_star{5000};
+    /// --max-response-size N: the longest answer the server sends (longer reads: 7F 22 14). Default 4095.
+    std::size_t max_response_size = 4095;
 };
 
 /// Options and command from the arguments behind the program name. Options may stand before or

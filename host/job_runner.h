@@ -1,25 +1,37 @@
 #pragma once
-// Runs extension jobs on a worker thread while the dispatching thread waits, and lets other
-// threads cancel the running job: the session's cancel step and the interrupt watcher. All
-// members are thread-safe; run blocks its caller until the job has returned.
+// Runs extension jobs on worker threads, one job per extension at a time and jobs of different
+// extensions side by side, and lets other threads cancel them: the UDS server (tester gone,
+// shutdown), the session's cancel step and the interrupt watcher. All members are thread-safe.
+// start never blocks; run blocks its caller until its job has returned.
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <list>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "extension/uds_response_code.h"
+#include "host/uds_server/timer_queue.h"
 
 namespace zevo::host {
 
 using Extension_job = std::function<ruv::dm::types::UDSResponseCodeType()>;
-/// Calls the cancel of the extension that runs a job. Never called twice at once.
+/// Calls the cancel of the extension that runs a job. Never called twice at once for one job.
 using Job_cancel = std::function<void()>;
+/// What a job occupies: one value per extension object (see Uds_dispatcher). Two jobs that
+/// share a key never run at the same time, since an extension's cancel flag belongs to the
+/// object and a second job would wipe a cancel meant for the first.
+using Job_key = std::uint32_t;
 
 /// A job that was not run because the runner has been interrupted.
 class Job_refused : public std::runtime_error {
@@ -29,61 +41,80 @@ public:
 
 class Job_runner {
 public:
-    /// How often an interrupted runner repeats the cancel of a job that has not returned: a
-    /// cancel that reaches a job before it starts waiting is forgotten by the job.
+    /// How often a cancel is repeated until the job has returned: a cancel that reaches a job
+    /// before it starts waiting is forgotten by the job.
     static constexpr std::chrono::milliseconds cancel_repeat_period{10};
+
+    using Job_id = std::uint64_t;
 
     struct Outcome {
         ruv::dm::types::UDSResponseCodeType code = 0;
-        bool cancelled = false;  ///< cancel was called for this job while it ran
+        bool cancelled = false;    ///< cancel was called for this job while it ran
+        std::exception_ptr error;  ///< what the job threw; start's Done gets it here, run rethrows it
     };
+    /// Called once on the job's worker thread after the job has returned and its keys are free.
+    using Done = std::function<void(const Outcome&)>;
 
-    Job_runner() = default;
-    /// Ends the worker thread; every run must have returned.
+    /// Repeats cancels on a clock of its own (a Steady_timer_queue).
+    Job_runner();
+    /// Repeats cancels on `timers`, which must outlive the runner.
+    explicit Job_runner(Timer_queue& timers);
+    /// Waits until every job has returned and its Done has run, then ends the workers.
     ~Job_runner();
     Job_runner(const Job_runner&) = delete;
     Job_runner& operator=(const Job_runner&) = delete;
 
-    /// Runs `job` on the worker thread, started at the first run and kept for the next ones (a
-    /// thread per job would cost its start on every request), and waits for it; meanwhile
-    /// cancel_all and interrupt may call `cancel` from other threads. Jobs of runs that overlap
-    /// wait for each other. Whatever the job throws is rethrown here. Throws Job_refused after
-    /// interrupt (the job is not run), std::system_error when the worker cannot be started.
-    Outcome run(const Extension_job& job, const Job_cancel& cancel);
+    /// Runs `job` on a worker thread (an idle one is reused; a new one is started when all are
+    /// busy) unless a job with one of `keys` runs: then nothing happens and the result is empty.
+    /// Never blocks. Throws Job_refused after interrupt, std::system_error when no worker can
+    /// be started.
+    std::optional<Job_id> start(std::vector<Job_key> keys, Extension_job job, Job_cancel cancel, Done done);
 
-    /// Calls the cancel of the running job once. Returns the number of jobs cancelled, 0 or 1.
+    /// Runs `job` as start does, waiting first until no job with one of `keys` runs, and then
+    /// until it has returned; meanwhile cancel_all and interrupt may call `cancel` from other
+    /// threads. Whatever the job throws is rethrown here. Throws Job_refused after interrupt
+    /// (also while it waits for its keys), std::system_error.
+    Outcome run(const std::vector<Job_key>& keys, const Extension_job& job, const Job_cancel& cancel);
+    /// run without keys: the job runs beside any other.
+    Outcome run(const Extension_job& job, const Job_cancel& cancel) { return run({}, job, cancel); }
+
+    /// Cancels the job now and again every cancel_repeat_period (on the runner's clock) until it
+    /// has returned. False when the job has returned already.
+    bool cancel(Job_id id);
+
+    /// Calls the cancel of every running job once. Returns the number of jobs cancelled.
     std::size_t cancel_all();
 
-    /// Refuses every job from now on (also those waiting for the worker) and cancels the running
-    /// one now; the thread that waits for it repeats the cancel every cancel_repeat_period until
-    /// the job has returned. Returns at once.
+    /// Refuses every job from now on and cancels the running ones as cancel(id) does. Returns at once.
     void interrupt();
     bool interrupted() const;
 
+    /// Blocks until no job runs and no Done is being called.
+    void wait_idle();
+
 private:
-    /// One run's job. Lives in jobs_ from the start of run to its end; run's stack holds the
-    /// job and its cancel.
-    struct Entry {
-        const Extension_job* job = nullptr;
-        const Job_cancel* cancel = nullptr;
-        bool started = false;  // the worker has taken it
-        bool done = false;     // returned, threw, or was refused before it started
-        bool cancelled = false;
-        ruv::dm::types::UDSResponseCodeType code = 0;
-        std::exception_ptr error;  // what the job threw, or Job_refused
+    struct Entry;
+    struct Worker {
+        std::shared_ptr<Entry> assigned;  // guarded by mutex_; empty while idle
+        std::thread thread;
     };
 
-    /// The worker thread's loop: takes the jobs in order until the runner ends.
-    void work();
-    /// Calls one job's cancel; mutex_ is held, so cancels never overlap.
-    static void cancel_locked(Entry& entry) noexcept;
+    std::optional<Job_id> start_locked(std::vector<Job_key>& keys, Extension_job job, Job_cancel cancel, Done done);
+    void work(Worker& worker);
+    void cancel_repeating(const std::shared_ptr<Entry>& entry);
+    static void schedule_repeat(Timer_queue& timers, const std::shared_ptr<Entry>& entry);
 
+    std::unique_ptr<Timer_queue> own_timers_;  // set by the default constructor only
+    Timer_queue& timers_;
     mutable std::mutex mutex_;
-    std::condition_variable changed_;  // a job came, started or returned; interrupt; the end
-    std::list<Entry> jobs_;            // guarded by mutex_; in the order of their runs
-    bool interrupted_ = false;         // guarded by mutex_
-    bool ending_ = false;              // guarded by mutex_
-    std::thread worker_;               // started by the first run, under mutex_
+    std::condition_variable changed_;                     // a job started or ended; the end
+    std::set<Job_key> busy_;                              // guarded by mutex_
+    std::map<Job_id, std::shared_ptr<Entry>> running_;    // guarded by mutex_
+    std::list<Worker> workers_;                           // guarded by mutex_
+    Job_id next_id_ = 1;                                  // guarded by mutex_
+    std::size_t finishing_ = 0;                           // guarded by mutex_; Done calls running
+    bool interrupted_ = false;                            // guarded by mutex_
+    bool ending_ = false;                                 // guarded by mutex_
 };
 
 }  // namespace zevo::host

@@ -26,9 +26,9 @@ std::string method_name(sim::Method method) {
 /// One session: the printing and the report, step by step.
 class Session {
 public:
-    Session(const Uds_dispatcher& dispatcher, const Session_controls& controls, const Session_settings& settings,
+    Session(const Session_host& host, const Session_controls& controls, const Session_settings& settings,
             std::ostream& out, const Stop_request& stop)
-        : dispatcher_(dispatcher), controls_(controls), settings_(settings), out_(out), stop_(stop) {}
+        : host_(host), controls_(controls), settings_(settings), out_(out), stop_(stop) {}
 
     void run(const Step& step) {
         ++report_.steps;
@@ -71,29 +71,31 @@ private:
                 break;
         }
         line("-> " + format_hex_bytes(step.request));
-        exchange(step, dispatcher_.dispatch(step.request));
+        exchange(step, host_.tester.exchange(step.request));
     }
 
-    /// Prints the answer and compares it with the step's expectation.
-    void exchange(const Step& step, const Uds_response& response) {
-        line("<- " + describe_response(response));
-        if (!response.job_error.empty()) line("   (the job threw: " + response.job_error + ")");
-        const Uds_response expected{step.expected, false, {}, false};
-        if (response != expected) {
-            line("   expected " + describe_response(expected));
+    /// Prints the answers and compares the final one with the step's expectation.
+    void exchange(const Step& step, const Exchange& exchange) {
+        for (const std::string& answer : describe_exchange(exchange)) line(answer);
+        if (!exchange.end.job_error.empty()) line("   (the job threw: " + exchange.end.job_error + ")");
+        // The host cancels the job of a send_and_cancel step: it never becomes an answer.
+        Request_end expected{Request_end::Kind::answered, step.expected, {}};
+        if (step.kind == Step::Kind::send_and_cancel) expected = Request_end{Request_end::Kind::cancelled, {}, {}};
+        if (exchange.end.kind != expected.kind || exchange.end.answer != expected.answer) {
+            line("   expected " + describe_end(expected));
             report_.mismatches.push_back(step.title + ": sent " + format_hex_bytes(step.request) + ", expected " +
-                                         describe_response(expected) + ", got " + describe_response(response));
+                                         describe_end(expected) + ", got " + describe_end(exchange.end));
         }
     }
 
     /// Sends on a helper thread, cancels the job from this one once the service holds the call.
-    Uds_response send_and_cancel(const Step& step) {
+    Exchange send_and_cancel(const Step& step) {
         line("-> " + format_hex_bytes(step.request));
-        std::promise<Uds_response> answer;
-        std::future<Uds_response> answered = answer.get_future();
+        std::promise<Exchange> answer;
+        std::future<Exchange> answered = answer.get_future();
         std::thread sender([&] {
             try {
-                answer.set_value(dispatcher_.dispatch(step.request));
+                answer.set_value(host_.tester.exchange(step.request));
             } catch (...) {
                 answer.set_exception(std::current_exception());
             }
@@ -112,9 +114,9 @@ private:
             report_.mismatches.push_back(step.title + ": the service did not hold the call within " +
                                          milliseconds_text(settings_.pending_call_timeout));
         }
-        // The call has reached the service, so the job is past the point where it forgets an
-        // earlier cancel: one cancel ends its wait within a polling period.
-        if (dispatcher_.job_runner().cancel_all() == 0) line("   (the job had already returned)");
+        // The server repeats the cancel until the job has returned, since a job forgets a cancel
+        // that reaches it before it waits.
+        if (host_.server.cancel_all() == 0) line("   (the job had already returned)");
         sender.join();
         return answered.get();
     }
@@ -126,8 +128,7 @@ private:
         Service_wait_result wait;
         try {
             wait = wait_for_services(
-                {step.identifier}, found, [this](std::uint16_t id) { return dispatcher_.has_found_service(id); },
-                settings_.discovery_timeout, stop_);
+                {step.identifier}, found, host_.probe, settings_.discovery_timeout, stop_);
         } catch (const std::exception& error) {
             line(std::string("   (probing the extension failed: ") + error.what() + ")");
             report_.mismatches.push_back(step.title + ": probing the extension of " + identifier +
@@ -146,7 +147,7 @@ private:
         }
     }
 
-    const Uds_dispatcher& dispatcher_;
+    const Session_host& host_;
     const Session_controls& controls_;
     const Session_settings& settings_;
     std::ostream& out_;
@@ -157,15 +158,10 @@ private:
 
 }  // namespace
 
-std::string describe_response(const Uds_response& response) {
-    if (response.suppressed) return "(no response: positive response suppressed by the request)";
-    return format_hex_bytes(response.bytes);
-}
-
-Session_report run_session(const Uds_dispatcher& dispatcher, const std::vector<sim::Session_step>& steps,
+Session_report run_session(const Session_host& host, const std::vector<sim::Session_step>& steps,
                            const Session_controls& controls, const Session_settings& settings, std::ostream& out,
                            const Stop_request& stop) {
-    Session session(dispatcher, controls, settings, out, stop);
+    Session session(host, controls, settings, out, stop);
     for (const Step& step : steps) {
         if (stop && stop()) {
             session.interrupted();

@@ -1,7 +1,7 @@
 #pragma once
-// Runs a scripted session (sim/session_plan.h) through a dispatcher, prints every exchange and
-// compares each answer with the step's expectation. Runs on the calling thread (a cancel step's
-// request on a helper thread meanwhile); throws what the controls and the output stream throw.
+// Runs a scripted session (sim/session_plan.h) through the UDS server, prints every exchange and
+// compares each final answer with the step's expectation. Runs on the calling thread (a cancel
+// step's request on a helper thread meanwhile); throws what the controls and the output stream throw.
 
 #include <chrono>
 #include <cstddef>
@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "host/service_wait.h"
-#include "host/uds_dispatcher.h"
+#include "host/uds_server/synchronous_tester.h"
+#include "host/uds_server/uds_server.h"
 #include "sim/session_plan.h"
 
 namespace zevo::host {
@@ -41,15 +42,22 @@ struct Session_report {
     bool passed() const { return mismatches.empty() && !interrupted; }
 };
 
-/// How an answer is printed: its bytes, or a note that the positive response was suppressed.
-std::string describe_response(const Uds_response& response);
+/// The host side of a session: the server the requests go to, the tester that sends them, and
+/// the probe that tells whether an extension has its service (Uds_dispatcher::has_found_service).
+struct Session_host {
+    Uds_server& server;
+    Synchronous_tester& tester;
+    Service_probe probe;
+};
 
 /// Runs `steps` in order. Prints per step "# title", "-> request", notes of what the host did,
-/// "<- answer" and, when the answer differs, "   expected ..."; a mismatch does not stop the
-/// session. At the end a summary with every mismatch. Each line is flushed as it is written, so
-/// that it stands in order with the platform's log lines on a terminal. `stop` is asked
-/// between steps and ends the session early (report.interrupted).
-Session_report run_session(const Uds_dispatcher& dispatcher, const std::vector<sim::Session_step>& steps,
+/// "<- answer" lines (each 7F xx 78, then the final answer or "(cancelled)") and, when the final
+/// answer differs, "   expected ..."; a mismatch does not stop the session. A send_and_cancel
+/// step expects "(cancelled)": the host cancelled its job, so nothing is answered. At the end a
+/// summary with every mismatch. Each line is flushed as it is written, so that it stands in
+/// order with the platform's log lines on a terminal. `stop` is asked between steps and ends the
+/// session early (report.interrupted).
+Session_report run_session(const Session_host& host, const std::vector<sim::Session_step>& steps,
                            const Session_controls& controls, const Session_settings& settings, std::ostream& out,
                            const Stop_request& stop = {});
 

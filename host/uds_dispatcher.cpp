@@ -1,5 +1,7 @@
 #include "host/uds_dispatcher.h"
 
+#include <algorithm>
+#include <atomic>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -44,13 +46,42 @@ void Uds_dispatcher::add_routine(std::uint16_t rid, Extension_routine_control& e
 }
 
 Uds_response Uds_dispatcher::dispatch(const std::vector<std::uint8_t>& request) const {
-    if (request.empty()) return negative_response(0x00, Code::incorrect_message_length_or_invalid_format);
-    switch (request[0]) {
-        case to_byte(Service_id::read_data_by_identifier): return read_data_by_identifier(request);
-        case to_byte(Service_id::write_data_by_identifier): return write_data_by_identifier(request);
-        case to_byte(Service_id::routine_control): return routine_control(request);
-        default: return negative_response(request[0], Code::service_not_supported);  // ISO 14229-1 7.5: SID check first
+    Prepared_request prepared = prepare(request, tester_address_);
+    if (prepared.answer) return std::move(*prepared.answer);
+    Job_runner::Outcome outcome;
+    try {
+        outcome = jobs_.run(prepared.keys, prepared.job, prepared.cancel);
+    } catch (const std::exception& error) {
+        // Refused (interrupted runner) or no worker: the tester must get an answer all the same.
+        Uds_response refused = negative_response(request[0], Code::general_reject);
+        refused.job_error = error.what();
+        return refused;
     }
+    Uds_response response = std::move(*prepared.result);
+    response.cancelled = outcome.cancelled;
+    const bool positive = !response.bytes.empty() && response.bytes[0] != negative_response_sid;
+    if (prepared.suppress_positive && positive) {
+        Uds_response suppressed = suppressed_response();
+        suppressed.cancelled = outcome.cancelled;
+        return suppressed;
+    }
+    return response;
+}
+
+Prepared_request Uds_dispatcher::prepare(const std::vector<std::uint8_t>& request, std::uint16_t tester) const {
+    Prepared_request refused;
+    if (request.empty()) {
+        refused.answer = negative_response(0x00, Code::incorrect_message_length_or_invalid_format);
+        return refused;
+    }
+    switch (request[0]) {
+        case to_byte(Service_id::read_data_by_identifier): return read_data_by_identifier(request, tester);
+        case to_byte(Service_id::write_data_by_identifier): return write_data_by_identifier(request, tester);
+        case to_byte(Service_id::routine_control): return routine_control(request, tester);
+        default: break;
+    }
+    refused.answer = negative_response(request[0], Code::service_not_supported);  // ISO 14229-1 7.5: SID check first
+    return refused;
 }
 
 bool Uds_dispatcher::has_found_service(std::uint16_t identifier) const {
@@ -75,113 +106,176 @@ bool Uds_dispatcher::has_found_service(std::uint16_t identifier) const {
     return true;
 }
 
-Uds_dispatcher::Job_outcome Uds_dispatcher::run_job(const Extension_job& job, const Job_cancel& cancel) const {
+namespace {
+
+Prepared_request refusal(std::uint8_t sid, Negative_response_code code) {
+    Prepared_request refused;
+    refused.answer = negative_response(sid, code);
+    return refused;
+}
+
+/// Calls one extension operation; an exception becomes generalReject with its text kept.
+template <class Call>
+ruv::dm::types::UDSResponseCodeType guarded(Call call, std::string& job_error) {
     // The tester must get an answer whatever the plug-in does; an escaped exception (the
     // plug-in lets only allocation failures out) is answered like any failed job.
     try {
-        const Job_runner::Outcome outcome = jobs_.run(job, cancel);
-        return {outcome.code, {}, outcome.cancelled};
+        return call();
     } catch (const std::exception& error) {
-        return {to_byte(Code::general_reject), error.what(), false};
+        job_error = error.what();
     } catch (...) {
-        return {to_byte(Code::general_reject), "a job threw an exception of unknown type", false};
+        job_error = "a job threw an exception of unknown type";
     }
+    return to_byte(Code::general_reject);
 }
 
-Uds_response Uds_dispatcher::failed(std::uint8_t sid, const Job_outcome& outcome) {
-    return Uds_response{{negative_response_sid, sid, outcome.code}, false, outcome.error, outcome.cancelled};
+Uds_response failed(std::uint8_t sid, ruv::dm::types::UDSResponseCodeType code, std::string job_error) {
+    return Uds_response{{negative_response_sid, sid, code}, false, std::move(job_error), false};
 }
+
+}  // namespace
 
 // ISO 14229-1 10.2 (ReadDataByIdentifier): length, then whether any DID is supported; the
 // unsupported DIDs of a list are skipped, and 0x31 comes only when none is supported.
-Uds_response Uds_dispatcher::read_data_by_identifier(const std::vector<std::uint8_t>& request) const {
+Prepared_request Uds_dispatcher::read_data_by_identifier(const std::vector<std::uint8_t>& request,
+                                                         std::uint16_t tester) const {
     constexpr std::uint8_t sid = to_byte(Service_id::read_data_by_identifier);
     if (request.size() < 3 || (request.size() - 1) % 2 != 0) {
-        return negative_response(sid, Code::incorrect_message_length_or_invalid_format);
+        return refusal(sid, Code::incorrect_message_length_or_invalid_format);
     }
-    std::vector<std::pair<std::uint16_t, Extension_data_identifier*>> served;
+    struct Read {
+        std::uint16_t did;
+        Extension_data_identifier* extension;
+        Meta_info meta_info;
+    };
+    auto reads = std::make_shared<std::vector<Read>>();
+    Prepared_request prepared;
     for (std::size_t position = 1; position < request.size(); position += 2) {
         const std::uint16_t did = identifier_at(request, position);
         if (auto found = data_identifiers_.find(did); found != data_identifiers_.end()) {
-            served.emplace_back(did, found->second);
+            reads->push_back({did, found->second, make_request_meta_info(sid, std::nullopt, did, tester)});
+            const Job_key key = job_key(did, false);
+            if (std::find(prepared.keys.begin(), prepared.keys.end(), key) == prepared.keys.end()) {
+                prepared.keys.push_back(key);
+            }
         }
     }
-    if (served.empty()) return negative_response(sid, Code::request_out_of_range);
+    if (reads->empty()) return refusal(sid, Code::request_out_of_range);
 
-    Uds_response response{{positive_sid(Service_id::read_data_by_identifier)}, false, {}, false};
-    for (const auto& [did, extension] : served) {
-        const Meta_info meta_info = make_request_meta_info(sid, std::nullopt, did, tester_address_);
-        std::vector<std::uint8_t> record;
-        const Job_outcome outcome = run_job([&, extension = extension] { return extension->read(meta_info, record); },
-                                            [&, extension = extension] { extension->cancel(meta_info); });
-        if (outcome.code != 0) return failed(sid, outcome);  // one failed DID fails the whole request
-        response.cancelled = response.cancelled || outcome.cancelled;
-        append_identifier(response.bytes, did);
-        response.bytes.insert(response.bytes.end(), record.begin(), record.end());
-    }
-    return response;
+    // The DID being read and whether the host cancelled: a cancelled read ends the request.
+    struct Progress {
+        std::atomic<std::size_t> current{0};
+        std::atomic<bool> cancelled{false};
+    };
+    auto progress = std::make_shared<Progress>();
+    prepared.result = std::make_shared<Uds_response>();
+    prepared.job = [reads, progress, result = prepared.result]() -> ruv::dm::types::UDSResponseCodeType {
+        Uds_response response{{positive_sid(Service_id::read_data_by_identifier)}, false, {}, false};
+        for (std::size_t index = 0; index < reads->size(); ++index) {
+            if (progress->cancelled) break;
+            progress->current = index;
+            Read& read = (*reads)[index];
+            std::vector<std::uint8_t> record;
+            std::string job_error;
+            const auto code = guarded([&] { return read.extension->read(read.meta_info, record); }, job_error);
+            if (code != 0) {  // one failed DID fails the whole request
+                *result = failed(sid, code, std::move(job_error));
+                return code;
+            }
+            append_identifier(response.bytes, read.did);
+            response.bytes.insert(response.bytes.end(), record.begin(), record.end());
+        }
+        *result = std::move(response);
+        return 0;
+    };
+    prepared.cancel = [reads, progress] {
+        progress->cancelled = true;
+        const Read& read = (*reads)[progress->current];
+        read.extension->cancel(read.meta_info);
+    };
+    return prepared;
 }
 
 // ISO 14229-1 10.7 (WriteDataByIdentifier): at least SID, DID and one data byte, then the DID.
 // The exact record length is the extension's to check: the host does not know it.
-Uds_response Uds_dispatcher::write_data_by_identifier(const std::vector<std::uint8_t>& request) const {
+Prepared_request Uds_dispatcher::write_data_by_identifier(const std::vector<std::uint8_t>& request,
+                                                          std::uint16_t tester) const {
     constexpr std::uint8_t sid = to_byte(Service_id::write_data_by_identifier);
-    if (request.size() < 4) return negative_response(sid, Code::incorrect_message_length_or_invalid_format);
+    if (request.size() < 4) return refusal(sid, Code::incorrect_message_length_or_invalid_format);
     const std::uint16_t did = identifier_at(request, 1);
     const auto found = data_identifiers_.find(did);
-    if (found == data_identifiers_.end()) return negative_response(sid, Code::request_out_of_range);
+    if (found == data_identifiers_.end()) return refusal(sid, Code::request_out_of_range);
 
     Extension_data_identifier* extension = found->second;
-    const Meta_info meta_info = make_request_meta_info(sid, std::nullopt, did, tester_address_);
-    std::vector<std::uint8_t> data(request.begin() + 3, request.end());
-    const Job_outcome outcome =
-        run_job([&] { return extension->write(meta_info, data); }, [&] { extension->cancel(meta_info); });
-    if (outcome.code != 0) return failed(sid, outcome);
-
-    Uds_response response{{positive_sid(Service_id::write_data_by_identifier)}, false, {}, outcome.cancelled};
-    append_identifier(response.bytes, did);
-    return response;
+    auto meta_info = std::make_shared<const Meta_info>(make_request_meta_info(sid, std::nullopt, did, tester));
+    Prepared_request prepared;
+    prepared.keys = {job_key(did, false)};
+    prepared.result = std::make_shared<Uds_response>();
+    prepared.job = [extension, meta_info, did, result = prepared.result,
+                    data = std::vector<std::uint8_t>(request.begin() + 3, request.end())]() mutable {
+        std::string job_error;
+        const auto code = guarded([&] { return extension->write(*meta_info, data); }, job_error);
+        if (code != 0) {
+            *result = failed(sid, code, std::move(job_error));
+        } else {
+            *result = Uds_response{{positive_sid(Service_id::write_data_by_identifier)}, false, {}, false};
+            append_identifier(result->bytes, did);
+        }
+        return code;
+    };
+    prepared.cancel = [extension, meta_info] { extension->cancel(*meta_info); };
+    return prepared;
 }
 
 // ISO 14229-1 7.5 and 13.2 (RoutineControl): with SID and sub-function present the sub-function
 // is checked before the full length, then the RID. The suppress bit hides only a positive answer.
-Uds_response Uds_dispatcher::routine_control(const std::vector<std::uint8_t>& request) const {
+Prepared_request Uds_dispatcher::routine_control(const std::vector<std::uint8_t>& request,
+                                                 std::uint16_t tester) const {
     constexpr std::uint8_t sid = to_byte(Service_id::routine_control);
-    if (request.size() < 2) return negative_response(sid, Code::incorrect_message_length_or_invalid_format);
+    if (request.size() < 2) return refusal(sid, Code::incorrect_message_length_or_invalid_format);
     const std::uint8_t sub_function = request[1];
     const auto type = static_cast<std::uint8_t>(sub_function & ~suppress_positive_response_bit);
-    const bool suppress_positive = (sub_function & suppress_positive_response_bit) != 0;
     if (type != to_byte(Routine_control_type::start_routine) && type != to_byte(Routine_control_type::stop_routine) &&
         type != to_byte(Routine_control_type::request_routine_results)) {
-        return negative_response(sid, Code::sub_function_not_supported);
+        return refusal(sid, Code::sub_function_not_supported);
     }
-    if (request.size() < 4) return negative_response(sid, Code::incorrect_message_length_or_invalid_format);
+    if (request.size() < 4) return refusal(sid, Code::incorrect_message_length_or_invalid_format);
     const std::uint16_t rid = identifier_at(request, 2);
     const auto found = routines_.find(rid);
-    if (found == routines_.end()) return negative_response(sid, Code::request_out_of_range);
+    if (found == routines_.end()) return refusal(sid, Code::request_out_of_range);
 
     Extension_routine_control* extension = found->second;
-    const Meta_info meta_info = make_request_meta_info(sid, sub_function, rid, tester_address_);
-    std::vector<std::uint8_t> options(request.begin() + 4, request.end());
-    std::vector<std::uint8_t> status_record;
-    const Job_outcome outcome = run_job([&]() -> ruv::dm::types::UDSResponseCodeType {
-        switch (static_cast<Routine_control_type>(type)) {
-            case Routine_control_type::start_routine: return extension->start(options, meta_info, status_record);
-            case Routine_control_type::stop_routine: return extension->stop(options, meta_info, status_record);
-            case Routine_control_type::request_routine_results:
-                return extension->request_results(options, meta_info, status_record);
+    auto meta_info = std::make_shared<const Meta_info>(make_request_meta_info(sid, sub_function, rid, tester));
+    Prepared_request prepared;
+    prepared.keys = {job_key(rid, true)};
+    prepared.suppress_positive = (sub_function & suppress_positive_response_bit) != 0;
+    prepared.result = std::make_shared<Uds_response>();
+    prepared.job = [extension, meta_info, rid, type, result = prepared.result,
+                    options = std::vector<std::uint8_t>(request.begin() + 4, request.end())]() mutable {
+        std::vector<std::uint8_t> status_record;
+        std::string job_error;
+        const auto code = guarded([&]() -> ruv::dm::types::UDSResponseCodeType {
+            switch (static_cast<Routine_control_type>(type)) {
+                case Routine_control_type::start_routine: return extension->start(options, *meta_info, status_record);
+                case Routine_control_type::stop_routine: return extension->stop(options, *meta_info, status_record);
+                case Routine_control_type::request_routine_results:
+                    return extension->request_results(options, *meta_info, status_record);
+            }
+            return to_byte(Code::general_reject);  // unreachable: the type was checked above
+        }, job_error);
+        if (code != 0) {
+            *result = failed(sid, code, std::move(job_error));
+            return code;
         }
-        return to_byte(Code::general_reject);  // unreachable: the type was checked above
-    }, [&] { extension->cancel(meta_info); });
-    if (outcome.code != 0) return failed(sid, outcome);  // negative answers are sent despite the bit
-    if (suppress_positive) return suppressed_response();
-
-    // What the job appended is the routineStatusRecord (or, for results, routineStatusRecord with
-    // the results); a stopRoutine answer may carry one too.
-    Uds_response response{{positive_sid(Service_id::routine_control), type}, false, {}, outcome.cancelled};
-    append_identifier(response.bytes, rid);
-    response.bytes.insert(response.bytes.end(), status_record.begin(), status_record.end());
-    return response;
+        // What the job appended is the routineStatusRecord (or, for results, routineStatusRecord
+        // with the results); a stopRoutine answer may carry one too.
+        *result = Uds_response{{positive_sid(Service_id::routine_control), type}, false, {}, false};
+        append_identifier(result->bytes, rid);
+        result->bytes.insert(result->bytes.end(), status_record.begin(), status_record.end());
+        return code;
+    };
+    prepared.cancel = [extension, meta_info] { extension->cancel(*meta_info); };
+    return prepared;
 }
 
 }  // namespace zevo::host

@@ -1,11 +1,14 @@
 #pragma once
 // Maps UDS requests (ISO 14229-1) onto any extension objects, owned elsewhere: 22 -> read, 2E ->
-// write, 31 01/02/03 -> start/stop/request_results, results -> response bytes. Register first, then
-// dispatch from one thread at a time; each job runs on a worker thread while that thread waits,
-// and any other thread may cancel it through job_runner().
+// write, 31 01/02/03 -> start/stop/request_results, results -> response bytes. Register first;
+// then prepare (the UDS server, which runs the job itself) and dispatch (blocking) may be called
+// from any thread. Each job runs on a worker thread, one per extension at a time, and any other
+// thread may cancel it through job_runner().
 
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +19,31 @@
 
 namespace zevo::host {
 
+/// A request turned into the job that answers it, not yet run.
+struct Prepared_request {
+    /// Set when the request is answered without any extension call (a refusal).
+    std::optional<Uds_response> answer;
+    /// The extensions the job calls (see job_key).
+    std::vector<Job_key> keys;
+    /// Calls the extensions in turn and leaves the answer in `result`: the positive bytes even
+    /// when `suppress_positive` is set, or 7F SID NRC. Never throws; a throwing extension call
+    /// is answered with generalReject and its text in result->job_error.
+    Extension_job job;
+    /// Cancels the extension whose call runs now; later calls of the job are not made.
+    Job_cancel cancel;
+    std::shared_ptr<Uds_response> result;
+    /// The request carried the suppress-positive-response bit.
+    bool suppress_positive = false;
+};
+
 class Uds_dispatcher {
 public:
+    /// The key of the job runner for the extension serving `identifier` as a data identifier
+    /// (`routine` false) or a routine.
+    static Job_key job_key(std::uint16_t identifier, bool routine) {
+        return (routine ? 0x20000U : 0x10000U) | identifier;
+    }
+
     /// `tester_address` goes into every job's meta_info (see request_meta_info.h).
     explicit Uds_dispatcher(std::uint16_t tester_address) : tester_address_(tester_address) {}
 
@@ -34,6 +60,15 @@ public:
     /// gets 7F 00 13.
     Uds_response dispatch(const std::vector<std::uint8_t>& request) const;
 
+    /// The job for `request` with `tester_address` in its meta_info, or the refusal when the
+    /// request cannot reach an extension (length, unknown sub-function, identifier not served;
+    /// unserved DIDs of a read are skipped). Thread-safe after registration.
+    Prepared_request prepare(const std::vector<std::uint8_t>& request, std::uint16_t tester_address) const;
+
+    /// Whether an extension serves `identifier` as a data identifier or as a routine.
+    bool serves_data_identifier(std::uint16_t did) const { return data_identifiers_.count(did) != 0; }
+    bool serves_routine(std::uint16_t rid) const { return routines_.count(rid) != 0; }
+
     /// Where the jobs run: cancel_all and interrupt reach the job of a dispatch in progress
     /// from any thread. Internally synchronised.
     Job_runner& job_runner() const { return jobs_; }
@@ -49,18 +84,9 @@ public:
     bool has_found_service(std::uint16_t identifier) const;
 
 private:
-    struct Job_outcome {
-        ruv::dm::types::UDSResponseCodeType code;
-        std::string error;  // what a throwing job said; empty otherwise
-        bool cancelled;
-    };
-
-    Job_outcome run_job(const Extension_job& job, const Job_cancel& cancel) const;
-    static Uds_response failed(std::uint8_t sid, const Job_outcome& outcome);
-
-    Uds_response read_data_by_identifier(const std::vector<std::uint8_t>& request) const;
-    Uds_response write_data_by_identifier(const std::vector<std::uint8_t>& request) const;
-    Uds_response routine_control(const std::vector<std::uint8_t>& request) const;
+    Prepared_request read_data_by_identifier(const std::vector<std::uint8_t>& request, std::uint16_t tester) const;
+    Prepared_request write_data_by_identifier(const std::vector<std::uint8_t>& request, std::uint16_t tester) const;
+    Prepared_request routine_control(const std::vector<std::uint8_t>& request, std::uint16_t tester) const;
 
     std::uint16_t tester_address_;
     mutable Job_runner jobs_;  // internally synchronised; running jobs do not change what dispatch answers

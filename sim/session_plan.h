@@ -15,7 +15,9 @@ struct Session_step {
     enum class Kind {
         send,                ///< send `request`, expect `expected`
         send_and_cancel,     ///< send `request`; once the service holds the call, cancel the job from
-                             ///< another thread; expect `expected`
+                             ///< another thread. `expected` is what the cancelled extension job gives
+                             ///< (0 with no data: the positive bytes); the host's server, which
+                             ///< cancelled it, answers nothing and reports the request as cancelled
         withdraw_then_send,  ///< withdraw `identifier`, wait (bounded) until jobs answer 0x10, then send
         offer_then_send,     ///< offer `identifier` again, wait (bounded) until it is found, then send
     };

@@ -28,6 +28,8 @@ public:
     std::atomic<bool> found{true};
     /// Whether the next jobs wait until a cancel (then answering 0 with no data) or answer().
     std::atomic<bool> hold{false};
+    /// What an answered job returns; its bytes are appended only when it is 0.
+    std::atomic<UDSResponseCodeType> code{0};
 
     /// Waits until a job holds, at most `timeout`; true when one does.
     bool wait_until_holding(std::chrono::milliseconds timeout) {
@@ -39,6 +41,11 @@ public:
         const std::lock_guard<std::mutex> lock(mutex_);
         answered_ = true;
         changed_.notify_all();
+    }
+    /// The number of jobs that have started.
+    int jobs() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return jobs_;
     }
     int cancels() const {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -63,6 +70,7 @@ public:
     UDSResponseCodeType run(std::vector<std::uint8_t>& response, const std::vector<std::uint8_t>& answer_bytes) {
         if (!found) return 0x10;
         std::unique_lock<std::mutex> lock(mutex_);
+        ++jobs_;
         cancel_requested_ = false;  // a job is never born cancelled
         answered_ = false;
         if (hold) {
@@ -72,6 +80,7 @@ public:
             holding_ = false;
             if (!answered_) return 0;  // cancelled: no data
         }
+        if (code != 0) return code;
         response.insert(response.end(), answer_bytes.begin(), answer_bytes.end());
         return 0;
     }
@@ -83,6 +92,7 @@ private:
     bool answered_ = false;
     bool cancel_requested_ = false;
     int cancels_ = 0;
+    int jobs_ = 0;
     std::vector<Meta_info> cancel_meta_infos_;
 };
 

@@ -28,7 +28,11 @@ TEST(host_options, defaults_are_the_built_plugin_instance_1_and_tester_0e80) {
     EXPECT_EQ(options.tester_address, 0x0E80);
     EXPECT_FALSE(options.help);
     EXPECT_EQ(options.command, Host_command::none);
-    EXPECT_TRUE(options.request.empty());
+    EXPECT_TRUE(options.requests.empty());
+    EXPECT_FALSE(options.description_path);
+    EXPECT_EQ(options.p2, std::chrono::milliseconds{50});
+    EXPECT_EQ(options.p2_star, std::chrono::milliseconds{5000});
+    EXPECT_EQ(options.max_response_size, 4095u);
 }
 
 TEST(host_options, defaults_run_the_embedded_simulator_with_no_scenario_and_wait_5_s) {
@@ -87,12 +91,43 @@ TEST(host_options, session_with_no_simulator_is_refused) {
 TEST(host_options, send_takes_the_request_from_separate_hex_arguments) {
     const Host_options options = parse_host_options({"send", "22", "2C", "56"});
     EXPECT_EQ(options.command, Host_command::send);
-    EXPECT_EQ(options.request, (Bytes{0x22, 0x2C, 0x56}));
+    ASSERT_EQ(options.requests.size(), 1u);
+    EXPECT_EQ(options.requests[0].request, (Bytes{0x22, 0x2C, 0x56}));
+    EXPECT_FALSE(options.requests[0].expected);
 }
 
 TEST(host_options, send_takes_the_request_from_one_argument) {
-    EXPECT_EQ(parse_host_options({"send", "222C56"}).request, (Bytes{0x22, 0x2C, 0x56}));
-    EXPECT_EQ(parse_host_options({"send", "22 2C 56"}).request, (Bytes{0x22, 0x2C, 0x56}));
+    EXPECT_EQ(parse_host_options({"send", "222C56"}).requests.at(0).request, (Bytes{0x22, 0x2C, 0x56}));
+    EXPECT_EQ(parse_host_options({"send", "22 2C 56"}).requests.at(0).request, (Bytes{0x22, 0x2C, 0x56}));
+}
+
+TEST(host_options, send_takes_one_request_per_argument_with_spaces_each_with_its_expectation) {
+    const Host_options options =
+        parse_host_options({"send", "22 2C 56 => 62 2C 56 * * *", "31 01 C0 0F 00", "22", "2C", "60", "=>", "none"});
+    ASSERT_EQ(options.requests.size(), 3u);
+    EXPECT_EQ(options.requests[0].request, (Bytes{0x22, 0x2C, 0x56}));
+    ASSERT_TRUE(options.requests[0].expected);
+    EXPECT_EQ(options.requests[0].expected->text(), "62 2C 56 * * *");
+    EXPECT_EQ(options.requests[1].request, (Bytes{0x31, 0x01, 0xC0, 0x0F, 0x00}));
+    EXPECT_FALSE(options.requests[1].expected);
+    EXPECT_EQ(options.requests[2].request, (Bytes{0x22, 0x2C, 0x60}));
+    EXPECT_TRUE(options.requests[2].expected && options.requests[2].expected->no_answer);
+}
+
+TEST(host_options, send_with_a_bad_expectation_is_refused) {
+    EXPECT_EQ(error_of({"send", "22 2C 56 => 62 ... 2C"}), "send: '...' stands only at the end of an expectation");
+    EXPECT_EQ(error_of({"send", "22 2C 56 =>"}), "send: an empty expectation after '=>' (write 'none' for no answer)");
+}
+
+TEST(host_options, server_options_take_description_timing_and_response_size) {
+    const Host_options options = parse_host_options(
+        {"--description", "d.json", "--p2", "20", "--p2-star=3000", "--max-response-size", "64", "session"});
+    EXPECT_EQ(options.description_path, "d.json");
+    EXPECT_EQ(options.p2, std::chrono::milliseconds{20});
+    EXPECT_EQ(options.p2_star, std::chrono::milliseconds{3000});
+    EXPECT_EQ(options.max_response_size, 64u);
+    EXPECT_EQ(error_of({"--p2-star", "3005", "session"}), "--p2-star wants a multiple of 10 ms");
+    EXPECT_EQ(error_of({"--p2", "0", "session"}), "--p2 wants a number of milliseconds (1 to 65535), not '0'");
 }
 
 TEST(host_options, session_is_a_command_without_arguments) {
@@ -106,7 +141,7 @@ TEST(host_options, options_stand_before_or_after_the_command) {
     const Host_options after = parse_host_options({"send", "22", "--instance", "7", "2C56", "--plugin", "/p.so"});
     EXPECT_EQ(after.plugin_path, "/p.so");
     EXPECT_EQ(after.instance, "7");
-    EXPECT_EQ(after.request, (Bytes{0x22, 0x2C, 0x56}));
+    EXPECT_EQ(after.requests.at(0).request, (Bytes{0x22, 0x2C, 0x56}));
 }
 
 TEST(host_options, options_take_their_value_after_an_equals_sign) {
@@ -181,7 +216,8 @@ TEST(host_options, session_with_arguments_is_refused) {
 
 TEST(host_options, help_text_names_every_command_and_option) {
     const std::string usage = host_usage();
-    for (const char* word : {"send BYTES", "session", "--plugin PATH", "--instance TEXT", "--scenario FILE",
+    for (const char* word : {"send REQUEST", "=> EXPECTED", "--description FILE", "--p2 MS", "--p2-star MS",
+                             "--max-response-size N", "session", "--plugin PATH", "--instance TEXT", "--scenario FILE",
                              "--log-level N", "--request-timeout MS", "--discovery-timeout MS", "--no-simulator",
                              "--tester-address HEX", "--help", ZEVO_TEST_PLUGIN_PATH, "Exit codes", "130"}) {
         EXPECT_NE(usage.find(word), std::string::npos) << word;

@@ -1,5 +1,6 @@
-// Jobs run on a thread of their own; result and exceptions come back to the caller, and other
-// threads cancel the running jobs, once or, after an interrupt, until they have returned.
+// Jobs run on worker threads, one per key at a time and different keys side by side; result and
+// exceptions come back to the caller, and other threads cancel the running jobs, once or, after
+// an interrupt or a cancel by id, again on the runner's clock until they have returned.
 
 #include "host/job_runner.h"
 
@@ -168,11 +169,11 @@ TEST(host_job_runner, interrupt_repeats_the_cancel_until_the_job_has_returned) {
     EXPECT_GE(job.cancels_total(), 3);
 }
 
-TEST(host_job_runner, interrupt_refuses_a_job_still_waiting_for_the_worker) {
+TEST(host_job_runner, interrupt_refuses_a_job_still_waiting_for_its_key) {
     Job_runner sut;
     Stubborn_job holding(1);
     std::future<Job_runner::Outcome> first = std::async(std::launch::async, [&] {
-        return sut.run([&] { return holding.run(); }, [&] { holding.cancel(); });
+        return sut.run({7}, [&] { return holding.run(); }, [&] { holding.cancel(); });
     });
     ASSERT_TRUE(holding.wait_until_waiting());
     std::promise<void> second_called;
@@ -180,6 +181,7 @@ TEST(host_job_runner, interrupt_refuses_a_job_still_waiting_for_the_worker) {
     std::future<Job_runner::Outcome> second = std::async(std::launch::async, [&] {
         second_called.set_value();
         return sut.run(
+            {7},
             [&] {
                 second_ran = true;
                 return Code{0};
@@ -193,6 +195,77 @@ TEST(host_job_runner, interrupt_refuses_a_job_still_waiting_for_the_worker) {
     ASSERT_EQ(second.wait_for(bound), std::future_status::ready);
     EXPECT_THROW(second.get(), Job_refused);
     EXPECT_FALSE(second_ran);
+}
+
+/// The outcome of a started job, handed over from its worker.
+struct Done_box {
+    std::promise<Job_runner::Outcome> promise;
+    std::future<Job_runner::Outcome> future = promise.get_future();
+    Job_runner::Done done() {
+        return [this](const Job_runner::Outcome& outcome) { promise.set_value(outcome); };
+    }
+};
+
+TEST(host_job_runner, jobs_with_different_keys_run_at_the_same_time) {
+    Job_runner sut;
+    Stubborn_job first(1);
+    Stubborn_job second(1);
+    Done_box first_done;
+    Done_box second_done;
+    const auto first_id = sut.start({1}, [&] { return first.run(); }, [&] { first.cancel(); }, first_done.done());
+    const auto second_id = sut.start({2}, [&] { return second.run(); }, [&] { second.cancel(); }, second_done.done());
+    ASSERT_TRUE(first_id && second_id);
+    // Both wait at once: neither job can have returned, nothing has cancelled them yet.
+    ASSERT_TRUE(first.wait_until_waiting());
+    ASSERT_TRUE(second.wait_until_waiting());
+    EXPECT_TRUE(sut.cancel(*first_id));
+    EXPECT_TRUE(sut.cancel(*second_id));
+    ASSERT_EQ(first_done.future.wait_for(bound), std::future_status::ready);
+    ASSERT_EQ(second_done.future.wait_for(bound), std::future_status::ready);
+    EXPECT_TRUE(first_done.future.get().cancelled);
+    EXPECT_TRUE(second_done.future.get().cancelled);
+}
+
+TEST(host_job_runner, start_refuses_a_key_whose_job_runs_and_takes_it_once_the_job_has_returned) {
+    Job_runner sut;
+    Stubborn_job holding(1);
+    Done_box done;
+    const auto id = sut.start({1, 2}, [&] { return holding.run(); }, [&] { holding.cancel(); }, done.done());
+    ASSERT_TRUE(id);
+    ASSERT_TRUE(holding.wait_until_waiting());
+    bool ran = false;
+    const Extension_job mark = [&] {
+        ran = true;
+        return Code{0};
+    };
+    EXPECT_FALSE(sut.start({2}, mark, no_cancel, {}));
+    sut.cancel(*id);
+    ASSERT_EQ(done.future.wait_for(bound), std::future_status::ready);
+    EXPECT_EQ(sut.run({2}, mark, no_cancel).code, 0);
+    EXPECT_TRUE(ran);
+}
+
+TEST(host_job_runner, cancel_repeats_on_the_runner_clock_until_the_job_has_returned) {
+    Manual_timer_queue timers;
+    Job_runner sut(timers);
+    Stubborn_job job(3);  // ignores two cancels, as a job that forgot one that came too early
+    Done_box done;
+    const auto id = sut.start({1}, [&] { return job.run(); }, [&] { job.cancel(); }, done.done());
+    ASSERT_TRUE(id);
+    ASSERT_TRUE(job.wait_until_waiting());
+    EXPECT_TRUE(sut.cancel(*id));
+    EXPECT_EQ(job.cancels_total(), 1);
+    timers.advance(Job_runner::cancel_repeat_period - std::chrono::milliseconds{1});
+    EXPECT_EQ(job.cancels_total(), 1);
+    timers.advance(std::chrono::milliseconds{1});
+    EXPECT_EQ(job.cancels_total(), 2);
+    timers.advance(Job_runner::cancel_repeat_period);
+    ASSERT_EQ(done.future.wait_for(bound), std::future_status::ready);
+    EXPECT_EQ(job.cancels_total(), 3);
+    sut.wait_idle();
+    timers.advance(Job_runner::cancel_repeat_period * 5);
+    EXPECT_EQ(job.cancels_total(), 3) << "no cancel after the job returned";
+    EXPECT_FALSE(sut.cancel(*id));
 }
 
 TEST(host_job_runner, not_interrupted_at_first) {

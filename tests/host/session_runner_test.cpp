@@ -1,6 +1,6 @@
-// Running a scripted session through a dispatcher with fake extensions and fake simulator
+// Running a scripted session through the UDS server with fake extensions and fake simulator
 // controls: the printed exchange, the comparison with the expectations, the cancel step, the
-// withdraw and offer steps, and the report.
+// withdraw and offer steps, and the report. The server's clock stands still: no 0x78 comes.
 
 #include "host/session_runner.h"
 
@@ -10,6 +10,8 @@
 
 #include "fake_extensions.h"
 #include "held_fakes.h"
+#include "host/uds_server/diagnostic_description.h"
+#include "host/uds_server/timer_queue.h"
 
 namespace zevo::host {
 namespace {
@@ -63,13 +65,17 @@ protected:
     }
 
     Session_report run(const std::vector<Step>& steps, const Stop_request& stop = {}) {
-        return run_session(dispatcher, steps, controls, settings, out, stop);
+        return run_session(host, steps, controls, settings, out, stop);
     }
 
     Held_data_identifier training_counter;
     Fake_data_identifier throwing_vin;
     Held_routine download_container;
     Uds_dispatcher dispatcher{0x0E80};
+    Manual_timer_queue timers;
+    Uds_server server{dispatcher, default_description(), timers};
+    Synchronous_tester tester{server, 0x0E80};
+    Session_host host{server, tester, [this](std::uint16_t id) { return dispatcher.has_found_service(id); }};
     Session_controls controls;
     Session_settings settings;
     std::vector<std::uint16_t> withdrawn;
@@ -118,7 +124,7 @@ TEST_F(host_session_runner, send_and_cancel_cancels_the_job_once_the_service_hol
     EXPECT_EQ(out.str(),
               "# cancel a slow start\n-> 31 01 C0 0A 01\n"
               "   the service holds the Start call: cancelling the job\n"
-              "<- 71 01 C0 0A\n"
+              "<- (cancelled)\n"
               "session: all 1 responses as expected\n");
 }
 
@@ -129,8 +135,15 @@ TEST_F(host_session_runner, send_and_cancel_without_a_held_call_is_a_mismatch_an
     step.method = sim::Method::start;
     const Session_report report = run({step});  // the job answers at once: nothing holds it
     EXPECT_FALSE(report.passed());
-    ASSERT_EQ(report.mismatches.size(), 1u);
+    // Whether the cancel still catches the running job depends on timing; when it does not,
+    // the positive answer is a second mismatch, since the host meant to cancel.
+    ASSERT_GE(report.mismatches.size(), 1u);
+    ASSERT_LE(report.mismatches.size(), 2u);
     EXPECT_EQ(report.mismatches[0], "cancel a slow start: the service did not hold the call within 1 ms");
+    if (report.mismatches.size() == 2) {
+        EXPECT_EQ(report.mismatches[1],
+                  "cancel a slow start: sent 31 01 C0 0A 01, expected (cancelled), got 71 01 C0 0A");
+    }
     EXPECT_NE(out.str().find("   the service did not hold a Start call within 1 ms: cancelling the job anyway\n"),
               std::string::npos)
         << out.str();
@@ -180,9 +193,10 @@ TEST_F(host_session_runner, stop_request_ends_the_session_between_steps) {
     EXPECT_NE(out.str().find("session: interrupted after 1 of 2 steps\n"), std::string::npos) << out.str();
 }
 
-TEST(host_session_runner_describe, suppressed_answer_is_described_not_printed_as_bytes) {
-    EXPECT_EQ(describe_response(suppressed_response()), "(no response: positive response suppressed by the request)");
-    EXPECT_EQ(describe_response(Uds_response{{0x71, 0x01, 0xC0, 0x0F}, false, {}, false}), "71 01 C0 0F");
+TEST_F(host_session_runner, a_suppressed_answer_is_printed_as_such_never_as_bytes) {
+    const Session_report report = run({send_step("start, suppressed", {0x31, 0x81, 0xC0, 0x0A, 0x01}, {})});
+    EXPECT_FALSE(report.passed());
+    EXPECT_NE(out.str().find("<- (no response: suppressed)\n   expected \n"), std::string::npos) << out.str();
 }
 
 }  // namespace

@@ -66,8 +66,8 @@ std::vector<doip::Vehicle_identification> identify(const Tester_options& options
     return found;
 }
 
-std::vector<host::Request_line> request_lines(const Tester_options& options) {
-    std::vector<host::Request_line> lines;
+std::vector<host::Scripted_request> request_lines(const Tester_options& options) {
+    std::vector<host::Scripted_request> lines;
     if (options.file) {
         std::ifstream file(*options.file);
         if (!file) throw doip::Usage_error("cannot read " + *options.file);
@@ -99,7 +99,7 @@ int run(const Tester_options& options) {
         }
         if (options.requests.empty() && !options.file) return 0;
     }
-    std::vector<host::Request_line> lines = request_lines(options);
+    std::vector<host::Scripted_request> lines = request_lines(options);
     std::uint16_t target = 0;
     if (options.target) {
         target = *options.target;

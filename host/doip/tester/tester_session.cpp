@@ -92,7 +92,7 @@ std::optional<Received> Tester_session::next(Clock::time_point until) {
     }
 }
 
-bool Tester_session::run(const host::Request_line& line) {
+bool Tester_session::run(const host::Scripted_request& line) {
     out_ << "-> " << host::format_hex_bytes(line.request) << (options_.functional ? "  (functional)" : "") << '\n';
     Clock::time_point sent_at = Clock::now();
     send_diagnostic(line.request, Sent::request);
@@ -134,7 +134,7 @@ bool Tester_session::run(const host::Request_line& line) {
             out_ << "<- no answer within " << std::chrono::duration_cast<std::chrono::milliseconds>(
                                                    until - sent_at).count()
                  << " ms of the request\n";
-            if (line.expected) out_ << "   expected " << host::format_expectation(*line.expected) << '\n';
+            if (line.expected) out_ << "   expected " << line.expected->text() << '\n';
             return false;
         }
         if (frame->header.payload_type != payload_type::diagnostic_message) continue;
@@ -148,8 +148,8 @@ bool Tester_session::run(const host::Request_line& line) {
             continue;
         }
         out_ << "<- " << host::format_hex_bytes(uds) << "  (" << elapsed << ")\n";
-        if (line.expected && !host::matches(*line.expected, uds)) {
-            out_ << "   expected " << host::format_expectation(*line.expected) << '\n';
+        if (line.expected && !line.expected->matches(&uds)) {
+            out_ << "   expected " << line.expected->text() << '\n';
             return false;
         }
         return true;

@@ -21,7 +21,7 @@ public:
     // Routing activation; the response code, or -1 without an answer.
     int activate();
     // Sends one request line and prints the exchange; true when the answer is as expected.
-    bool run(const host::Request_line& line);
+    bool run(const host::Scripted_request& line);
     // Waits `duration`, keeping the session alive and answering alive checks meanwhile.
     void idle(std::chrono::milliseconds duration);
 
