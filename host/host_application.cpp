@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "ara/log/contexts.h"
 #include "host/extension_set.h"
 #include "host/hex_bytes.h"
 #include "host/host_options.h"
@@ -28,6 +29,13 @@
 namespace zevo::host {
 namespace {
 
+/// Writes one of the host's own events under context HOST; the text is built only when the
+/// level is on.
+template <typename Make_text>
+void log_host(ara::log::LogLevel level, Make_text&& make_text) {
+    ara::log::contexts::log_text(ara::log::contexts::logger_of(ara::log::contexts::host), level, make_text);
+}
+
 /// Sets the watcher's reaction for as long as it lives: whatever the reaction refers to must
 /// outlive the guard, and the destructor waits for a reaction that runs.
 class Reaction_guard {
@@ -47,7 +55,13 @@ private:
 /// with those of --scenario added; send runs on the file's alone. Throws sim::Scenario_error.
 sim::Scenario scenario_for(const Host_options& options) {
     sim::Scenario from_file;
-    if (options.scenario_path) from_file = sim::load_scenario_file(*options.scenario_path);
+    if (options.scenario_path) {
+        from_file = sim::load_scenario_file(*options.scenario_path);
+        log_host(ara::log::LogLevel::kInfo, [&] {
+            return "scenario file " + *options.scenario_path + ": " + std::to_string(from_file.faults.size()) +
+                   " faults";
+        });
+    }
     if (options.command != Host_command::session) return from_file;
     return merge_scenarios(sim::default_session_scenario(), from_file);
 }
@@ -116,6 +130,11 @@ int run_command(const Host_options& options, Diagnostic_description description,
     const Plugin_library plugin(options.plugin_path);
     Extension_set extensions(plugin.entry_points());
     extensions.attach_all(options.instance);
+    log_host(ara::log::LogLevel::kInfo, [&] {
+        return "plug-in " + options.plugin_path + " loaded: " + std::to_string(extensions.data_identifiers().size()) +
+               " data identifiers, " + std::to_string(extensions.routines().size()) +
+               " routines, attached with instance \"" + options.instance + "\"";
+    });
     Uds_dispatcher dispatcher(options.tester_address);
     extensions.serve_with(dispatcher);
     Steady_timer_queue timers;
@@ -133,7 +152,16 @@ int run_command(const Host_options& options, Diagnostic_description description,
             identifiers, true, [&dispatcher](std::uint16_t identifier) { return dispatcher.has_found_service(identifier); },
             options.discovery_timeout, stop);
         if (wait.stopped) return interrupted(watcher.signal(), err);
-        if (!wait.reached()) {
+        if (wait.reached()) {
+            log_host(ara::log::LogLevel::kInfo, [&] {
+                return "all " + std::to_string(identifiers.size()) + " extensions found their services in " +
+                       std::to_string(wait.waited.count()) + " ms";
+            });
+        } else {
+            log_host(ara::log::LogLevel::kError, [&] {
+                return "no service found within " + std::to_string(options.discovery_timeout.count()) + " ms for " +
+                       format_identifiers(wait.pending);
+            });
             err << "zevo-dm: no service found within " << options.discovery_timeout.count() << " ms for "
                 << format_identifiers(wait.pending) << " (instance \"" << options.instance << "\""
                 << (options.simulator ? "" : ", --no-simulator: nothing in this process offers them") << ")"
@@ -180,7 +208,9 @@ int run_host(const std::vector<std::string>& arguments, std::ostream& out, std::
     }
     // The log library reads its level on first use, which is still to come: nothing of the
     // platform has run yet.
-    if (options.log_level) setenv("ZEVO_LOG_LEVEL", std::to_string(*options.log_level).c_str(), 1);
+    if (const std::optional<int> level = log_level_to_set(options, std::getenv("ZEVO_LOG_LEVEL"))) {
+        setenv("ZEVO_LOG_LEVEL", std::to_string(*level).c_str(), 1);
+    }
     sim::Scenario scenario;
     try {
         scenario = scenario_for(options);
