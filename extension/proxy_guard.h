@@ -14,7 +14,8 @@ namespace ruv::dm::foundation::extension {
 
 /// Made on first use and never destroyed: discovery callbacks run on the platform's thread pool,
 /// whose threads are not joined at exit, so a notification can still swap a proxy after the
-/// process has begun to destroy its statics. A guard destroyed at exit would then be locked dead.
+/// process has begun to destroy its statics. A static guard would then be locked after its
+/// destructor ran, wherever the standard library gives std::shared_mutex one that does anything.
 template <class Proxy>
 std::shared_mutex& proxy_guard() {
     static std::shared_mutex* const guard = new std::shared_mutex();

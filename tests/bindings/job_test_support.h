@@ -3,9 +3,16 @@
 // on another thread, and the names of the flows and of the runtime's failures. Included by test
 // sources only.
 
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <fstream>
 #include <string>
+#include <thread>
 
 #include "bounded_wait.h"
 #include "extension/uds_response_code.h"
@@ -21,9 +28,38 @@ using ruv::dm::types::UDSResponseCodeType;
 /// How soon a job must return after a cancel that meets it blocked: the polling slice is 1 ms,
 /// the rest is room for a loaded machine and the sanitizers. The precise figure is measured by
 /// the job wait benchmark, not here.
-constexpr std::chrono::milliseconds cancel_latency_bound{50};
+constexpr std::chrono::microseconds cancel_latency_bound{50'000};
 /// How many cancels each latency test times.
-constexpr std::size_t cancel_latency_rounds = 3;
+constexpr std::size_t cancel_latency_rounds = 5;
+
+/// The kernel's number of the calling thread.
+inline pid_t kernel_thread_id() { return static_cast<pid_t>(syscall(SYS_gettid)); }
+
+/// Waits until thread `thread` of this process sleeps in the kernel (state S in its stat file):
+/// a job that sleeps there has made its call and passed its first look at the cancel flag, so a
+/// cancel from now on is seen only when a slice of its timed wait ends. False when it does not
+/// sleep within hang_bound.
+inline bool sleeping_within_bound(pid_t thread) {
+    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
+    const auto deadline = std::chrono::steady_clock::now() + hang_bound;
+    while (std::chrono::steady_clock::now() < deadline) {
+        std::ifstream stat(path);
+        std::string line;
+        std::getline(stat, line);
+        const std::size_t name_end = line.rfind(')');  // the name in parentheses may hold anything
+        if (name_end != std::string::npos && name_end + 2 < line.size() && line[name_end + 2] == 'S') {
+            return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+/// Microseconds from `from` to `to`, for messages that read as numbers.
+inline std::int64_t microseconds_between(std::chrono::steady_clock::time_point from,
+                                         std::chrono::steady_clock::time_point to) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(to - from).count();
+}
 
 /// Waits for call number `index` (from 0) of `method`, made by `job` on its own thread, hands
 /// that call's promise to `meet` on this thread, then returns `job`'s answer: how a test

@@ -29,7 +29,6 @@ namespace {
 using zevo::sim::Method;
 
 constexpr std::uint8_t positive = 0x00;
-constexpr std::uint8_t general_reject = 0x10;
 constexpr std::uint8_t incorrect_length = 0x13;
 constexpr std::uint8_t cancel_issued = 1;
 

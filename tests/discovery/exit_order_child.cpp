@@ -41,11 +41,14 @@ enum Outcome : int {
 
 constexpr std::chrono::seconds bound{10};
 
-/// What the exit handler needs; made in main and never destroyed, like the extension and the
-/// service's offer, so that nothing of it goes with static destruction.
+/// What the exit handler needs, with the extension and the service's offer: made in main and
+/// never destroyed, and reachable through in_flight, so that nothing of it goes with static
+/// destruction and no leak checker counts it.
 struct In_flight {
     Probe* extension = nullptr;
+    ruv::com::local::Offer* offer = nullptr;
     std::promise<void> release;
+    bool held = false;  ///< a callback waits behind the holding task
 };
 In_flight* in_flight = nullptr;
 
@@ -71,7 +74,7 @@ bool strand_idle(ruv::com::Strand& strand) {
 }
 
 void release_the_callback() {
-    if (in_flight == nullptr) {
+    if (in_flight == nullptr || !in_flight->held) {
         return;
     }
     if (guard_destroyed.load()) {
@@ -103,8 +106,10 @@ extern "C" int pthread_rwlock_destroy(pthread_rwlock_t* lock) noexcept {
 int main() {
     std::atexit(release_the_callback);  // first registered, last run: behind every static destructor
 
-    auto* const extension = new Probe();
-    auto* const offer = new ruv::com::local::Offer(zevo::test::offer_sample<Interface>());
+    in_flight = new In_flight();
+    in_flight->extension = new Probe();
+    in_flight->offer = new ruv::com::local::Offer(zevo::test::offer_sample<Interface>());
+    Probe* const extension = in_flight->extension;
     extension->attach("1");
     {
         zevo::test::Registry_watch watch(Interface::name, "1");
@@ -114,12 +119,11 @@ int main() {
     }
     watched_guard.store(&ruv::dm::foundation::extension::proxy_guard<Proxy>());
 
-    in_flight = new In_flight{extension, {}};
     ruv::com::Strand& strand = extension->strand();
     strand.internal_post([released = in_flight->release.get_future().share()] {
         static_cast<void>(released.wait_for(bound));
     });
-    offer->withdraw();
+    in_flight->offer->withdraw();
     const auto deadline = std::chrono::steady_clock::now() + bound;
     while (zevo::test::strand_pending(strand) < 2) {  // the holding task and the callback
         if (std::chrono::steady_clock::now() > deadline) {
@@ -127,5 +131,6 @@ int main() {
         }
         std::this_thread::yield();
     }
+    in_flight->held = true;
     return clean;
 }
