@@ -295,7 +295,7 @@ TEST_F(Dlt_end_to_end, send_prints_its_answer_alone_by_default) {
                        path("send.err"));
     ASSERT_TRUE(send.wait_for_exit(30000ms));
     EXPECT_EQ(send.exit_code(), 0);
-    EXPECT_EQ(send.out(), "62 2C 56 00 00 02\n");
+    EXPECT_EQ(send.out(), "-> 22 2C 56\n<- 62 2C 56 00 00 02\n");
     EXPECT_EQ(send.err(), "");
 }
 
