@@ -51,3 +51,16 @@ seed $u stop_0xC00D "31 02 C00D 00"
 seed $u results_0xC00A "31 03 C00A"
 seed $u routine_unknown_type "31 04 C00F"
 seed $u unknown_service "10 03"
+
+# What arrives on a SOME/IP socket: one request, several messages in one datagram, a message cut
+# short, length fields below 8 and huge, magic cookies, an ERROR answer.
+m=someip_message_fuzz
+seed $m request "4C55 0001 0000000A 0101 0007 01 01 00 00 AABB"
+seed $m three_messages "4C55 0001 00000008 0101 0001 01 01 00 00  4C55 0002 00000009 0101 0002 01 01 00 00 07  4C55 0003 00000008 0101 0003 01 01 00 00"
+seed $m cut_short "4C55 0001 00000010 0101 0007 01 01 00 00 AABB"
+seed $m length_below_8 "4C55 0001 00000007 0101 0007 01 01 00 00"
+seed $m length_huge "4C55 0001 FFFFFFFF 0101 0007 01 01 00 00 AABB"
+seed $m cookies "FFFF 0000 00000008 DEAD BEEF 01 01 01 00  4C55 0001 00000008 0101 0007 01 01 00 00  FFFF 8000 00000008 DEAD BEEF 01 01 02 00"
+seed $m error_answer "4C55 0002 00000009 0101 0007 01 01 81 21 05"
+seed $m wrong_protocol "4C55 0001 00000008 0101 0007 02 01 00 00"
+seed $m header_tail "4C55 0001 00000008 0101 0007 01 01 00 00 4C55 00"
