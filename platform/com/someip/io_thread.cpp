@@ -1,5 +1,7 @@
 #include "com/someip/io_thread.h"
 
+#include <asio/post.hpp>
+
 #include "com/runtime/runtime_log.h"
 
 namespace ruv::com::someip_binding {
@@ -24,7 +26,7 @@ void Io_thread::stop() noexcept {
         return;
     }
     work_.reset();
-    context_.stop();
+    asio::post(context_, [this] { asio::post(context_, [this] { context_.stop(); }); });
     thread_.join();
 }
 

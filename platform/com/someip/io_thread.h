@@ -21,8 +21,9 @@ public:
 
     asio::io_context& context() noexcept { return context_; }
 
-    /// Stops the context and joins the thread; handlers not yet run are destroyed with the
-    /// context. Not from the I/O thread itself. A second call returns at once.
+    /// Runs what was posted before it and what those handlers post in turn (closes, last
+    /// sends), then stops the context and joins the thread; handlers still waiting are destroyed
+    /// with the context. Not from the I/O thread itself. A second call returns at once.
     void stop() noexcept;
 
     bool on_io_thread() const noexcept { return std::this_thread::get_id() == thread_.get_id(); }
