@@ -162,7 +162,16 @@ TEST_F(Sd_nodes, a_withdrawn_service_is_lost_with_state_0_and_its_pending_call_e
     ASSERT_TRUE(ready(probe.response));
     EXPECT_EQ(probe.response.get().code, 0xFF);
     offers.push_back(provider_registry->offer(routine, "1", calls.handler()));
-    ASSERT_TRUE(lists.until(1));  // found again with the next Offer
+    const auto again = lists.until(1);  // found again with the next Offer
+    ASSERT_TRUE(again);
+    // The TCP connection of the lost service was closed; the new one is opened on first use.
+    Handler_probe after;
+    record_of(again->front())->binding->call(1, payload_of({}), after.handler());
+    auto received = calls.next();
+    ASSERT_TRUE(received);
+    received->reply.answer(0, {5});
+    ASSERT_TRUE(ready(after.response));
+    EXPECT_EQ(after.response.get().code, 0);
 }
 
 // The raw SD peer.

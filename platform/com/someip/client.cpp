@@ -260,6 +260,15 @@ void Client::close_connections_to(const asio::ip::address_v4& address) {
     });
 }
 
+void Client::close_connection(const asio::ip::tcp::endpoint& remote) {
+    asio::post(io_.context(), [self = shared_from_this(), remote] {
+        const auto found = self->connections_.find(remote);
+        if (found != self->connections_.end()) {
+            found->second->close();
+        }
+    });
+}
+
 void Client::forget(std::uint64_t call_id) noexcept {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto found = session_of_.find(call_id);

@@ -64,8 +64,11 @@ public:
     /// Ends every open call of `caller` with `return_code` (0xFF: the service went away).
     void end_calls_of(const void* caller, std::uint8_t return_code) noexcept;
 
-    /// Closes the TCP connections to `address` (its node rebooted or its services are gone).
+    /// Closes the TCP connections to `address` (its node rebooted).
     void close_connections_to(const asio::ip::address_v4& address);
+
+    /// Closes the TCP connection to `remote`, if one is open (no service uses it any more).
+    void close_connection(const asio::ip::tcp::endpoint& remote);
 
     void forget(std::uint64_t call_id) noexcept override;
 

@@ -149,17 +149,30 @@ void Someip_finder::lost(const sd::Service_key& key) {
     tell(names);
 }
 
+// The state first, so that proxies refuse new calls; then the open calls (0xFF); then the TCP
+// connection, when no other found service uses it.
 void Someip_finder::drop(const Name_key& names) {
     Known gone;
+    bool connection_shared = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         const auto found = known_.find(names);
         if (found == known_.end()) return;
         gone = std::move(found->second);
         known_.erase(found);
+        const Remote_target& target = gone.binding->target();
+        for (const auto& entry : known_) {
+            const Remote_target& other = entry.second.binding->target();
+            connection_shared = connection_shared || (other.transport == Transport::tcp &&
+                                                      other.address == target.address && other.port == target.port);
+        }
     }
     gone.entry->service()->state.store(runtime::service_state::not_available, std::memory_order_release);
     gone.binding->withdraw();
+    const Remote_target& target = gone.binding->target();
+    if (target.transport == Transport::tcp && !connection_shared) {
+        client_->close_connection(asio::ip::tcp::endpoint(target.address, target.port));
+    }
 }
 
 void Someip_finder::tell(const Name_key& names) {
