@@ -15,7 +15,7 @@ void Binding_log::warn(Anomaly kind, const std::string& text) noexcept {
         std::uint64_t suppressed = 0;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            const auto now = std::chrono::steady_clock::now();
+            const Clock::time_point now = clock_ ? clock_() : Clock::now();
             if (now - window_start_ >= std::chrono::seconds(1)) {
                 window_start_ = now;
                 lines_in_window_ = 0;
@@ -28,7 +28,7 @@ void Binding_log::warn(Anomaly kind, const std::string& text) noexcept {
             suppressed = suppressed_;
             suppressed_ = 0;
         }
-        log::Log_backend& backend = ara::com::logger().get_backend();
+        log::Log_backend& backend = backend_ != nullptr ? *backend_ : ara::com::logger().get_backend();
         if (backend.is_log_enabled(warning_level)) {
             std::string line = "SOME/IP: " + text;
             if (suppressed != 0) {

@@ -9,7 +9,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <functional>
 #include <string>
+
+namespace ruv::com::log {
+class Log_backend;
+}  // namespace ruv::com::log
 
 namespace ruv::com::someip_binding {
 
@@ -26,6 +31,14 @@ enum class Anomaly : std::uint8_t {
 
 class Binding_log {
 public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Writes through ara::com::logger() on the steady clock.
+    Binding_log() = default;
+    /// For tests: writes to `backend` (not owned, outlives this) on the clock given.
+    Binding_log(log::Log_backend& backend, std::function<Clock::time_point()> clock)
+        : backend_(&backend), clock_(std::move(clock)) {}
+
     /// Counts one anomaly and, within the rate limit, logs `text` at warning level.
     void warn(Anomaly kind, const std::string& text) noexcept;
 
@@ -36,9 +49,12 @@ public:
 private:
     static constexpr unsigned lines_per_second = 10;
 
+    log::Log_backend* const backend_ = nullptr;       ///< null: ara::com::logger()'s
+    const std::function<Clock::time_point()> clock_;  ///< empty: Clock::now
+
     std::array<std::atomic<std::uint64_t>, static_cast<std::size_t>(Anomaly::count_)> counters_{};
     std::mutex mutex_;
-    std::chrono::steady_clock::time_point window_start_;  ///< guarded by mutex_
+    Clock::time_point window_start_;                  ///< guarded by mutex_
     unsigned lines_in_window_ = 0;                        ///< guarded by mutex_
     std::uint64_t suppressed_ = 0;                        ///< guarded by mutex_
 };
