@@ -6,6 +6,7 @@
 # independent peer, and tshark, capturing all of it, referees: no malformed packet, Offers,
 # Finds, RESPONSEs and ERRORs as expected. Every process started here is stopped on exit.
 # Usage: two_process_test.sh KEYSIM HOST SOURCE_DIR    (exit 77: no network namespace here)
+# ZEVO_SHOW_FIELDS=1 prints what tshark saw, counted by message type, return code, SD entry types.
 set -euo pipefail
 keysim=$1 host=$2 source=$3
 
@@ -89,6 +90,8 @@ if [ -n "$tshark" ]; then
   grep -qE "^0x80	0x00		$" <<<"$fields" || { echo "tshark: no RESPONSE over UDP"; failed=1; }
   grep -qE "^0x80	0x00		30501" <<<"$fields" || { echo "tshark: no RESPONSE over TCP"; failed=1; }
   grep -qE "^0x81	0x08" <<<"$fields" || { echo "tshark: no ERROR E_WRONG_INTERFACE_VERSION"; failed=1; }
+  grep -qE "^0x81	0x21		30501" <<<"$fields" || { echo "tshark: no application error 0x21 over TCP"; failed=1; }
   echo "tshark: $(grep -c . <<<"$fields") SOME/IP messages refereed"
+  [ -z "${ZEVO_SHOW_FIELDS:-}" ] || sort <<<"$fields" | uniq -c
 fi
 exit "$failed"
