@@ -77,9 +77,16 @@ wait "$sim" || { echo "zevo-keysim ended with $?"; failed=1; }
 pids=("${pids[@]/$sim}")
 
 if [ -n "$tshark" ]; then
+  options=(-o someip.ports.udp:30490,30501 -o someip.ports.tcp:30501)
+  # The capture writes in batches: wait until scapy's last exchange is in the file before
+  # stopping it (at most 20 looks), so that the tail of the run is not lost.
+  for _ in $(seq 20); do
+    tshark -r "$capture" "${options[@]}" -Y "someip.sessionid == 21 && someip.messagetype == 0x80" 2>/dev/null \
+      | grep -q . && break
+    sleep 0.2
+  done
   kill -INT "$tshark"; wait "$tshark" || true
   pids=("${pids[@]/$tshark}")
-  options=(-o someip.ports.udp:30490,30501 -o someip.ports.tcp:30501)
   expert=$(tshark -r "$capture" "${options[@]}" -q -z expert 2>&1)
   if grep -qi "malformed" <<<"$expert"; then echo "tshark: malformed packets"; echo "$expert"; failed=1; fi
   fields=$(tshark -r "$capture" "${options[@]}" -Y someip -T fields -e someip.messagetype -e someip.returncode \
