@@ -58,3 +58,28 @@ seed $u tester_present "3E 00"
 seed $u tester_present_suppressed "3E 80"
 seed $u read_nine_dids "22 2C56 2C56 2C56 2C56 2C56 2C56 2C56 2C56 2C56"
 seed $u start_0xC00F_final_0x78 "31 01 C00F 78"
+
+# What arrives on a SOME/IP socket: one request, several messages in one datagram, a message cut
+# short, length fields below 8 and huge, magic cookies, an ERROR answer.
+m=someip_message_fuzz
+seed $m request "4C55 0001 0000000A 0101 0007 01 01 00 00 AABB"
+seed $m three_messages "4C55 0001 00000008 0101 0001 01 01 00 00  4C55 0002 00000009 0101 0002 01 01 00 00 07  4C55 0003 00000008 0101 0003 01 01 00 00"
+seed $m cut_short "4C55 0001 00000010 0101 0007 01 01 00 00 AABB"
+seed $m length_below_8 "4C55 0001 00000007 0101 0007 01 01 00 00"
+seed $m length_huge "4C55 0001 FFFFFFFF 0101 0007 01 01 00 00 AABB"
+seed $m cookies "FFFF 0000 00000008 DEAD BEEF 01 01 01 00  4C55 0001 00000008 0101 0007 01 01 00 00  FFFF 8000 00000008 DEAD BEEF 01 01 02 00"
+seed $m error_answer "4C55 0002 00000009 0101 0007 01 01 81 21 05"
+seed $m wrong_protocol "4C55 0001 00000008 0101 0007 02 01 00 00"
+seed $m header_tail "4C55 0001 00000008 0101 0007 01 01 00 00 4C55 00"
+
+# SOME/IP-SD payloads: a Find, an Offer with UDP and TCP endpoints, a StopOffer, a Subscribe with
+# a configuration option, an unknown option, a run out of range, lengths that do not fit.
+s=someip_sd_fuzz
+seed $s find "C0000000 00000010 00000000 4C56FFFF FFFFFFFF FFFFFFFF 00000000"
+seed $s offer_udp_tcp "C0000000 00000010 01000020 4C550001 01000003 00000000 00000018 0009040 07F000002 00117725 0009040 07F000002 00067726"
+seed $s stop_offer "40000000 00000010 01000010 4C550001 01000000 00000000 0000000C 00090400 7F000002 00117725"
+seed $s subscribe_configuration "40000000 00000010 06000010 4C550001 01000003 00020010 0000000C 00080100 03613D62 0100"
+seed $s unknown_option "40000000 00000010 01000020 4C550001 01000003 00000000 00000012 00037E00 AABB 00090400 7F000002 00117725"
+seed $s run_out_of_range "40000000 00000010 01050010 4C550001 01000003 00000000 00000000"
+seed $s entries_length_off "40000000 0000000F 00000000"
+seed $s option_past_end "40000000 00000000 00000004 0009 0400"

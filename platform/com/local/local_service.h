@@ -20,6 +20,7 @@
 namespace ruv::com::local::detail {
 
 class Local_service final : public runtime::Service_binding,
+                            public Call_owner,
                             public std::enable_shared_from_this<Local_service> {
 public:
     /// `provider` and `settings` must not be null.
@@ -39,7 +40,7 @@ public:
     void withdraw() noexcept;
 
     /// Removes an ended call from the pending ones.
-    void forget(std::uint64_t call_id) noexcept;
+    void forget(std::uint64_t call_id) noexcept override;
 
     /// Calls registered and not yet ended.
     std::size_t pending_calls() const;

@@ -2,16 +2,15 @@
 
 #include <utility>
 
-#include "com/local/local_service.h"
 
 namespace ruv::com::local::detail {
 
 Pending_call::Pending_call(std::uint64_t call_id, Response_handler handler,
                            std::shared_ptr<runtime::Runtime> runtime,
-                           std::weak_ptr<Local_service> service) noexcept
+                           std::weak_ptr<Call_owner> owner) noexcept
     : id_(call_id),
       runtime_(std::move(runtime)),
-      service_(std::move(service)),
+      owner_(std::move(owner)),
       handler_(std::move(handler)) {}
 
 bool Pending_call::outstanding() const noexcept {
@@ -70,8 +69,8 @@ bool Pending_call::end(Response_handler& handler) noexcept {
         timeout = timeout_;
     }
     runtime_->timer().cancel(timeout);
-    if (const std::shared_ptr<Local_service> service = service_.lock()) {
-        service->forget(id_);
+    if (const std::shared_ptr<Call_owner> owner = owner_.lock()) {
+        owner->forget(id_);
     }
     return true;
 }

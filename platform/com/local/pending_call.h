@@ -1,5 +1,5 @@
 #pragma once
-// One call of a local service between its request and its end. It ends exactly once, by the
+// One call of a service between its request and its end. It ends exactly once, by the
 // first of: the provider's answer, a drop (its Reply gone unanswered), the request timeout
 // (0x86), or withdrawal (0xFF). The end hands the response handler to a runtime thread, to be
 // called or, for a drop, destroyed. Thread-safe; no lock is held while anything else runs.
@@ -16,16 +16,27 @@
 
 namespace ruv::com::local::detail {
 
-class Local_service;
+/// Keeps calls while they are pending (a local service, a SOME/IP client or server) and is told
+/// once when one ends, so that it forgets it. forget runs on whatever thread ends the call.
+class Call_owner {
+public:
+    virtual ~Call_owner() = default;
+    virtual void forget(std::uint64_t call_id) noexcept = 0;
+
+protected:
+    Call_owner() = default;
+    Call_owner(const Call_owner&) = default;
+    Call_owner& operator=(const Call_owner&) = default;
+};
 
 class Pending_call final : public kel::com::runtime::Call_entry {
 public:
     using Response_handler = runtime::Service_binding::Response_handler;
 
-    /// `runtime` must not be null. `service` is told when the call ends, so that it forgets it.
+    /// `runtime` must not be null. `owner` is told when the call ends, so that it forgets it.
     Pending_call(std::uint64_t call_id, Response_handler handler,
                  std::shared_ptr<runtime::Runtime> runtime,
-                 std::weak_ptr<Local_service> service) noexcept;
+                 std::weak_ptr<Call_owner> owner) noexcept;
 
     std::uint64_t id() const noexcept { return id_; }
     bool outstanding() const noexcept override;
@@ -49,7 +60,7 @@ private:
 
     const std::uint64_t id_;
     const std::shared_ptr<runtime::Runtime> runtime_;
-    const std::weak_ptr<Local_service> service_;
+    const std::weak_ptr<Call_owner> owner_;
 
     mutable std::mutex mutex_;
     bool ended_ = false;                  ///< guarded by mutex_

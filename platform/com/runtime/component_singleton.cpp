@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <stdexcept>
 
+#include "com/runtime/combined_service_finder.h"
 #include "com/runtime/local_service_finder.h"
+#include "ruv/com/someip_binding/node.h"
 #include "ruv/com/static_thread_pool.h"
 
 namespace ruv::com::runtime {
@@ -38,12 +40,22 @@ private:
     static_thread_pool* const default_pool_;  ///< owned, on purpose never deleted
 };
 
+/// The local finder, joined with the SOME/IP binding's when ZEVO_COM_MANIFEST names a manifest.
+std::shared_ptr<Service_finder> make_process_finder() {
+    std::shared_ptr<Service_finder> local = detail::make_local_service_finder();
+    someip_binding::Node* const node = someip_binding::Node::process();
+    if (node == nullptr) {
+        return local;
+    }
+    return detail::make_combined_service_finder(std::move(local), node->service_finder());
+}
+
 }  // namespace
 
 Thread_pool_factory::~Thread_pool_factory() = default;
 
 Component_singleton::Component_singleton()
-    : service_finder_(detail::make_local_service_finder()),
+    : service_finder_(make_process_finder()),
       thread_pool_factory_(std::make_shared<Process_thread_pool_factory>()) {}
 
 Component_singleton::~Component_singleton() = default;

@@ -13,12 +13,13 @@ namespace ruv::com::runtime {
 class Component_singleton {
 public:
     /// The one object of the process, made on the first call (thread-safe) together with the
-    /// default thread pool and its workers. Throws std::system_error (a worker thread cannot
-    /// start) and std::bad_alloc, on a first call only; a later call tries again.
+    /// default thread pool and its workers, and the SOME/IP node when a manifest is named. Throws
+    /// std::system_error (a worker thread or socket cannot start), std::runtime_error (a bad
+    /// manifest) and std::bad_alloc, on a first call only; a later call tries again.
     static Component_singleton& instance();
 
-    /// The service finder over the process's local provider registry; the same one each time.
-    /// Throws nothing.
+    /// The service finder over the process's local provider registry, joined with SOME/IP-SD
+    /// when ZEVO_COM_MANIFEST names a deployment manifest; the same one each time. Throws nothing.
     std::shared_ptr<kel::com::runtime::Service_finder> get_service_finder() const noexcept;
 
     /// The factory of the thread pools; the same one each time. Throws nothing.

@@ -1,0 +1,104 @@
+// zevo-keysim: the ten simulated key-handling services as a process of their own, served over
+// SOME/IP with SOME/IP-SD as the deployment manifest says, until SIGINT or SIGTERM. The services
+// are the same code the host embeds: they are offered on the process's local registry, and the
+// platform's SOME/IP node serves those offers on the wire.
+// Usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT]
+// Exit codes: 0 stopped by a signal; 2 a bad command line, manifest or scenario; 1 the node or
+// the simulator could not start.
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "ruv/com/local/provider_registry.h"
+#include "ruv/com/someip_binding/node.h"
+#include "sim/key_simulator.h"
+#include "sim/scenario.h"
+
+namespace {
+
+constexpr char usage[] =
+    "usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT]\n"
+    "  --manifest FILE   the SOME/IP deployment manifest (e.g. manifests/keysim.json)\n"
+    "  --scenario FILE   faults of the simulated services (format: sim/README.md)\n"
+    "  --instance TEXT   the instance text the services are offered under (default 1)\n";
+
+struct Options {
+    std::string manifest;
+    std::string scenario;
+    std::string instance = "1";
+};
+
+/// False (after a message) when the command line is not one zevo-keysim takes.
+bool parse(int argc, char** argv, Options& options) {
+    for (int index = 1; index < argc; ++index) {
+        const std::string name = argv[index];
+        if (name == "--help") {
+            std::cout << usage;
+            std::exit(0);
+        }
+        if (index + 1 >= argc || (name != "--manifest" && name != "--scenario" && name != "--instance")) {
+            std::cerr << "zevo-keysim: " << (index + 1 >= argc ? "missing value of " : "unknown option ") << name
+                      << "\n" << usage;
+            return false;
+        }
+        const std::string value = argv[++index];
+        (name == "--manifest" ? options.manifest : name == "--scenario" ? options.scenario : options.instance) = value;
+    }
+    if (options.manifest.empty()) {
+        std::cerr << "zevo-keysim: --manifest is required\n" << usage;
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parse(argc, argv, options)) {
+        return 2;
+    }
+    // The signals are taken by sigwait below; blocked before any thread starts, so that every
+    // thread inherits the mask and none of them is interrupted by them.
+    sigset_t stop_signals;
+    sigemptyset(&stop_signals);
+    sigaddset(&stop_signals, SIGINT);
+    sigaddset(&stop_signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
+
+    zevo::sim::Simulator_options simulator_options;
+    simulator_options.instance = options.instance;
+    try {
+        if (!options.scenario.empty()) {
+            simulator_options.scenario = zevo::sim::load_scenario_file(options.scenario);
+        }
+    } catch (const std::exception& error) {
+        std::cerr << "zevo-keysim: " << error.what() << "\n";
+        return 2;
+    }
+    std::unique_ptr<ruv::com::someip_binding::Node> node;
+    try {
+        node = std::make_unique<ruv::com::someip_binding::Node>(options.manifest);
+    } catch (const std::exception& error) {
+        std::cerr << "zevo-keysim: " << error.what() << "\n";
+        return std::string(error.what()).rfind("manifest ", 0) == 0 ? 2 : 1;
+    }
+    int signal_number = 0;
+    try {
+        zevo::sim::Key_simulator simulator(ruv::com::local::Provider_registry::process(), simulator_options);
+        simulator.offer_all();
+        std::cout << "zevo-keysim: offering the ten services over SOME/IP (" << options.manifest
+                  << "); SIGINT or SIGTERM ends" << std::endl;
+        sigwait(&stop_signals, &signal_number);
+        std::cout << "zevo-keysim: signal " << signal_number << ", withdrawing the services" << std::endl;
+    } catch (const std::exception& error) {
+        std::cerr << "zevo-keysim: " << error.what() << "\n";
+        node->stop();
+        return 1;
+    }
+    node->stop();  // the withdrawals above went out as StopOffers
+    return 0;
+}
