@@ -52,8 +52,11 @@ export ZEVO_LOG_LEVEL=3
 # remote REQUEST: the answer of the host that reaches the services over SOME/IP.
 remote() {
   # shellcheck disable=SC2086
-  ZEVO_COM_MANIFEST="$source/manifests/host.json" timeout 30 "$host" --no-simulator send $1 2>>"$work/host.log" || true
+  ZEVO_COM_MANIFEST="$source/manifests/host.json" timeout 30 "$host" --no-simulator send $1 2>>"$work/host.log" |
+    answer_of || true
 }
+# answer_of: the answer line of send's output ("<- 62 2C 56 ..."), without its arrow.
+answer_of() { sed -n 's/^<- //p'; }
 # expect REQUEST PATTERN: the remote answer matches the extended regular expression.
 expect() {
   local actual
@@ -64,7 +67,7 @@ expect() {
 # identifiers over UDP). Routines keep state: a Start, then its results (over TCP).
 for request in "22 2C 55" "22 2C 56" "22 2C 57" "22 2C 60" "22 2C 56 2C 57" "31 03 06 48" "22 F1 90"; do
   # shellcheck disable=SC2086
-  expect "$request" "$(timeout 30 "$host" send $request 2>>"$work/host.log")"
+  expect "$request" "$(timeout 30 "$host" send $request 2>>"$work/host.log" | answer_of)"
 done
 expect "31 01 C0 0F 00" "71 01 C0 0F"
 expect "31 03 C0 0F" "71 03 C0 0F( [0-9A-F]{2})+"
