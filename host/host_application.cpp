@@ -94,6 +94,7 @@ Uds_server_settings server_settings(const Host_options& options, std::ostream& e
         const std::lock_guard<std::mutex> lock(*mutex);
         err << "zevo-dm: warning: " << warning << std::endl;
     };
+    settings.note = [](const std::string& event) { log_host(ara::log::LogLevel::kDebug, [&event] { return event; }); };
     return settings;
 }
 

@@ -61,6 +61,7 @@ struct Uds_server::Request {
     std::shared_ptr<Uds_response> result;
     std::size_t max_response_size = 0;
     std::function<void(const std::string&)> warn;
+    std::function<void(const std::string&)> note;
 
     std::mutex mutex;
     bool finished = false;            // guarded by mutex: the final answer is decided
@@ -243,6 +244,7 @@ void Uds_server::on_request(std::uint64_t tester, std::uint16_t source, bool fun
     request->result = decision.prepared.result;
     request->max_response_size = settings_.max_response_size;
     request->warn = settings_.warn;
+    request->note = settings_.note;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (shut_down_) return end(request, {Request_end::Kind::cancelled, {}, {}});
@@ -301,6 +303,9 @@ void Uds_server::send_pending(Timer_queue& timers, const std::shared_ptr<Request
     if (request->finished || request->cancelled_by_host) return;
     request->pending_sent = true;
     request->reply(negative(request->sid, Code::response_pending));
+    if (request->note) {
+        request->note("7F " + format_hex_bytes({request->sid}) + " 78 sent: the job has not answered yet");
+    }
     request->timer = timers.schedule_after(next, [&timers, weak = std::weak_ptr<Request>(request), next] {
         if (const std::shared_ptr<Request> held = weak.lock()) send_pending(timers, held, next);
     });

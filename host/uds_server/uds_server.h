@@ -39,6 +39,8 @@ struct Uds_server_settings {
     std::size_t max_read_identifiers = 8;
     /// Where the server's warnings go (an extension that answered 0x78 as its final code).
     std::function<void(const std::string&)> warn;
+    /// Where the server's routine events go (a 0x78 sent); called on the thread that sends.
+    std::function<void(const std::string&)> note;
 };
 
 /// Sends one UDS answer to the tester that asked; false once the tester is gone (the seam's

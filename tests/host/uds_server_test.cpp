@@ -190,6 +190,25 @@ TEST_F(host_uds_server, x31_a_held_call_gets_0x78_before_p2_again_within_p2_star
     EXPECT_EQ(inbox->answers().size(), 4u) << "no 0x78 after the final answer";
 }
 
+TEST_F(host_uds_server, x31_every_0x78_sent_is_noted_for_the_log) {
+    std::mutex notes_mutex;
+    std::vector<std::string> notes;
+    settings.note = [&](const std::string& event) {
+        const std::lock_guard<std::mutex> lock(notes_mutex);
+        notes.push_back(event);
+    };
+    state.job.hold = true;
+    const auto inbox = send({0x31, 0x01, 0xC0, 0x0F, 0x00});
+    ASSERT_TRUE(state.job.wait_until_holding(bound));
+    timers.advance(40ms);
+    timers.advance(2000ms);
+    state.job.answer();
+    EXPECT_EQ(inbox->wait_end().kind, Kind::answered);
+    server_.reset();  // no note can come after this
+    EXPECT_EQ(notes, (std::vector<std::string>{"7F 31 78 sent: the job has not answered yet",
+                                               "7F 31 78 sent: the job has not answered yet"}));
+}
+
 TEST_F(host_uds_server, x22_an_answer_within_p2_gets_no_0x78) {
     EXPECT_EQ(answer({0x22, 0x2C, 0x56}), "62 2C 56 00 05");
     timers.advance(10s);
