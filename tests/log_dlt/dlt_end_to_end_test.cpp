@@ -89,14 +89,18 @@ private:
     std::vector<Saved> saved_;
 };
 
+/// The separator tshark puts between the values of one field when a TCP segment carries several
+/// DLT messages: a control character that no record's text holds (the daemon's own messages hold
+/// commas).
+constexpr char value_separator = '\x1e';
+
 /// "context<TAB>text" for each DLT message in tshark's field output. A TCP segment that carries
-/// several messages is one line whose fields list them all, comma-separated (the probe's texts
-/// hold no commas).
+/// several messages is one line whose fields list them all, separated by value_separator.
 std::set<std::string> decoded_messages(const std::string& decoded) {
     const auto split = [](const std::string& field) {
         std::vector<std::string> parts;
         std::istringstream in(field);
-        for (std::string part; std::getline(in, part, ',');) parts.push_back(part);
+        for (std::string part; std::getline(in, part, value_separator);) parts.push_back(part);
         return parts;
     };
     std::set<std::string> messages;
@@ -271,7 +275,8 @@ TEST_F(Dlt_end_to_end, tshark_decodes_the_records_between_daemon_and_receiver) {
     // dumpcap writes the file as packets come: it is decoded until the last record is in it.
     const auto decode = [&] {
         Child_process decoder({"tshark", "-r", packets, "-d", "tcp.port==" + std::to_string(daemon.port()) + ",dlt",
-                               "-Y", "dlt.application_id == \"TSHK\"", "-T", "fields", "-E", "occurrence=a", "-e",
+                               "-Y", "dlt.application_id == \"TSHK\"", "-T", "fields", "-E", "occurrence=a", "-E",
+                               std::string("aggregator=") + value_separator, "-e",
                                "dlt.context_id", "-e", "dlt.data.string"},
                               {}, path("decode.out"), path("decode.err"));
         decoder.wait_for_exit(20000ms);
