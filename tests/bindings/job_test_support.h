@@ -3,14 +3,11 @@
 // on another thread, and the names of the flows and of the runtime's failures. Included by test
 // sources only.
 
-#include <sys/syscall.h>
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <string>
 #include <thread>
 
@@ -18,6 +15,7 @@
 #include "extension/uds_response_code.h"
 #include "fake_proxy.h"
 #include "record_samples.h"
+#include "tests/support/kernel_thread.h"
 #include "ruv/com/infrastructure_exception.h"
 
 namespace zevo::test {
@@ -32,28 +30,12 @@ constexpr std::chrono::microseconds cancel_latency_bound{50'000};
 /// How many cancels each latency test times.
 constexpr std::size_t cancel_latency_rounds = 5;
 
-/// The kernel's number of the calling thread.
-inline pid_t kernel_thread_id() { return static_cast<pid_t>(syscall(SYS_gettid)); }
+using test_support::kernel_thread_id;
 
-/// Waits until thread `thread` of this process sleeps in the kernel (state S in its stat file):
-/// a job that sleeps there has made its call and passed its first look at the cancel flag, so a
-/// cancel from now on is seen only when a slice of its timed wait ends. False when it does not
-/// sleep within hang_bound.
-inline bool sleeping_within_bound(pid_t thread) {
-    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
-    const auto deadline = std::chrono::steady_clock::now() + hang_bound;
-    while (std::chrono::steady_clock::now() < deadline) {
-        std::ifstream stat(path);
-        std::string line;
-        std::getline(stat, line);
-        const std::size_t name_end = line.rfind(')');  // the name in parentheses may hold anything
-        if (name_end != std::string::npos && name_end + 2 < line.size() && line[name_end + 2] == 'S') {
-            return true;
-        }
-        std::this_thread::yield();
-    }
-    return false;
-}
+/// Waits until thread `thread` of this process sleeps in the kernel: a job that sleeps there has
+/// made its call and passed its first look at the cancel flag, so a cancel from now on is seen
+/// only when a slice of its timed wait ends. False when it does not sleep within hang_bound.
+inline bool sleeping_within_bound(pid_t thread) { return test_support::sleeping_within(thread, hang_bound); }
 
 /// Microseconds from `from` to `to`, for messages that read as numbers.
 inline std::int64_t microseconds_between(std::chrono::steady_clock::time_point from,

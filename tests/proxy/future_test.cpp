@@ -17,6 +17,7 @@
 #include "proxy/future.h"
 #include "proxy/promise.h"
 #include "tests/proxy/future_test_support.h"
+#include "tests/support/kernel_thread.h"
 
 namespace {
 
@@ -29,6 +30,8 @@ using zevo::proxy_test::Latch;
 using zevo::proxy_test::mutex_is_free;
 using zevo::proxy_test::On_destruction;
 using zevo::proxy_test::Read_output;
+using zevo::test_support::kernel_thread_id;
+using zevo::test_support::sleeping_within;
 using namespace std::chrono_literals;
 
 // Every waiting operation of an empty future raises no_state.
@@ -106,6 +109,46 @@ TEST(Future, completion_during_long_wait_for_ends_it_early_with_ready) {
         EXPECT_EQ(status, std::future_status::ready);
         EXPECT_EQ(future.get(), round);
     }
+}
+
+// A 1 ms slice that an answer interrupts ends at the answer, not at the end of the slice. The
+// value is set only once the waiter sleeps in the kernel, so a wait that looked at the state
+// once and then slept out its duration would end after 1 ms in every round. A round in which the
+// wait timed out before the value came is repeated; one early end with ready proves the rule, and
+// the loaded machine that delays a wake-up beyond 1 ms in a hundred rounds running does not exist.
+TEST(Future, completion_during_1ms_wait_for_ends_it_early_with_ready) {
+    constexpr int rounds = 100;
+    int early_ends = 0;
+    int timed_out_first = 0;
+    for (int round = 0; round < rounds && early_ends == 0; ++round) {
+        Promise<int> promise;
+        Future<int> future = promise.get_future();
+        std::atomic<pid_t> waiter_thread{0};
+        Latch waiting;
+        std::future_status status = std::future_status::deferred;
+        std::chrono::steady_clock::time_point started;
+        std::chrono::steady_clock::time_point ended;
+        std::thread waiter([&] {
+            waiter_thread.store(kernel_thread_id());
+            waiting.open();
+            started = std::chrono::steady_clock::now();
+            status = future.wait_for(1ms);
+            ended = std::chrono::steady_clock::now();
+        });
+        waiting.wait();
+        const bool asleep = sleeping_within(waiter_thread.load(), 10s);
+        promise.set_value(int{round});
+        waiter.join();
+        ASSERT_TRUE(asleep) << "the waiter never slept in its wait";
+        if (status == std::future_status::timeout) {
+            ++timed_out_first;  // the slice ran out before the value came: no information
+            continue;
+        }
+        ASSERT_EQ(status, std::future_status::ready);
+        EXPECT_EQ(future.get(), round);
+        if (ended - started < 1ms) ++early_ends;
+    }
+    EXPECT_GE(early_ends, 1) << "rounds timed out before the value came: " << timed_out_first;
 }
 
 TEST(Future, completion_during_long_wait_until_ends_it_early_with_ready) {
