@@ -239,6 +239,56 @@ TEST_F(Sd_nodes, an_offer_whose_ttl_runs_out_is_lost) {
     EXPECT_EQ(record->state.load(), 0);
 }
 
+/// A socket that receives what the nodes send to SD's multicast group on loopback.
+class Group_listener {
+public:
+    Group_listener() : fd_(::socket(AF_INET, SOCK_DGRAM, 0)) {
+        timeval bound{5, 0};
+        ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+        const int one = 1;
+        ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        const sockaddr_in group = zevo::test::someip_wire::address_of("224.244.224.245", 30490);
+        ::bind(fd_, reinterpret_cast<const sockaddr*>(&group), sizeof group);
+        ip_mreq membership{};
+        membership.imr_multiaddr = group.sin_addr;
+        membership.imr_interface = zevo::test::someip_wire::address_of("127.0.0.3", 0).sin_addr;
+        ::setsockopt(fd_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership);
+    }
+    ~Group_listener() { ::close(fd_); }
+
+    /// The next entry of `type` for `service`, skipping everything else; none within 5 s of silence.
+    std::optional<sd::Entry> receive(std::uint8_t type, std::uint16_t service) {
+        for (int datagrams = 0; datagrams < 100; ++datagrams) {
+            std::vector<std::uint8_t> buffer(65536);
+            const ssize_t got = ::recv(fd_, buffer.data(), buffer.size(), 0);
+            if (got < 16) return std::nullopt;
+            const sd::Decoded decoded = sd::decode_sd(Byte_view{buffer.data() + 16, static_cast<std::size_t>(got) - 16});
+            for (const sd::Entry& entry : decoded.message.entries) {
+                if (entry.type == type && entry.service_id == service) return entry;
+            }
+        }
+        return std::nullopt;
+    }
+
+private:
+    int fd_;
+};
+
+TEST_F(Sd_nodes, a_service_lost_by_its_ttl_is_searched_again_and_found_when_it_answers) {
+    List_inbox lists;
+    subscribe(lists, "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory");
+    Sd_peer peer;
+    peer.send("127.0.0.1", sd::Message{sd::flag::reboot | sd::flag::unicast, {raw_offer(1)}}, 1);
+    ASSERT_TRUE(lists.until(1));
+    Group_listener group;  // from now on: the Finds of the first search have ended with the Offer
+    ASSERT_TRUE(lists.until(0));  // a second later, without a refresh
+    const auto find = group.receive(sd::entry_type::find_service, 0x2C57);
+    ASSERT_TRUE(find) << "no Find after the TTL ran out";
+    EXPECT_EQ(find->instance_id, 1);
+    peer.send("127.0.0.1", sd::Message{sd::flag::reboot | sd::flag::unicast, {raw_offer(3)}}, 2);
+    EXPECT_TRUE(lists.until(1));
+}
+
 TEST_F(Sd_nodes, a_peer_that_reboots_loses_its_services_until_it_offers_again) {
     List_inbox lists;
     subscribe(lists, "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory");
