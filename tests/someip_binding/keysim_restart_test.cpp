@@ -116,12 +116,18 @@ TEST_F(Keysim_restart, a_held_call_ends_at_the_restart_and_the_new_process_answe
         // The TTL (30 s) and the request time-out (10 s) are far off: only the reboot ended it.
         EXPECT_LT(took, 8s);
 
-        // The old service's state fell before its held call ended, so that the probe (a Cancel)
-        // reports found only once the extension holds the new process's service.
-        ASSERT_TRUE(found(dispatcher, {0x2C56}));
-        const zevo::host::Exchange next = tester.exchange({0x22, 0x2C, 0x56});
-        ASSERT_TRUE(next.final_answer());
-        EXPECT_EQ(*next.final_answer(), (Bytes{0x62, 0x2C, 0x56, 0x00, 0x00, 0x02}));
+        // The new process's first SD messages by multicast and by unicast each show the reboot
+        // (SD keeps the two apart per peer), so the service may be dropped and found once more
+        // when the second of them comes: a request that meets that moment gets 7F 22 10, and the
+        // next one, once the extension has its service again, the new process's answer.
+        std::vector<std::uint8_t> answer;
+        for (int attempt = 0; attempt < 3 && answer.size() != 6; ++attempt) {
+            ASSERT_TRUE(found(dispatcher, {0x2C56}));
+            const zevo::host::Exchange next = tester.exchange({0x22, 0x2C, 0x56});
+            ASSERT_TRUE(next.final_answer());
+            answer = *next.final_answer();
+        }
+        EXPECT_EQ(answer, (Bytes{0x62, 0x2C, 0x56, 0x00, 0x00, 0x02}));
     }
     extensions.detach_all();
 }

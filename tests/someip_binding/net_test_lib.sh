@@ -2,6 +2,10 @@
 # network namespace of the test's own, a work directory, processes stopped on exit, bounded waits
 # on printed lines, and zevo-keysim's control port from the shell. Sourced by the test scripts.
 
+# Under ThreadSanitizer the programs started here take the host tests' suppressions (the
+# exception_ptr that libstdc++ frees out of the sanitizer's sight); other builds ignore them.
+export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "${BASH_SOURCE[0]}")/../host" && pwd)/tsan_suppressions.txt"
+
 # enter_namespace "$@": re-runs the script in a network namespace of its own whose loopback
 # carries SD's multicast; exits 77 (skipped) where none can be made.
 enter_namespace() {
@@ -14,14 +18,18 @@ enter_namespace() {
   ip route add 224.0.0.0/4 dev lo
 }
 
-work=$(mktemp -d)
-pids=()
+# begin_test: the work directory $work and the list $pids of processes to stop, both gone at exit
+# (every process still running is killed). After enter_namespace, which starts the script anew.
+begin_test() {
+  work=$(mktemp -d)
+  pids=()
+  trap cleanup EXIT
+}
 cleanup() {
-  for pid in "${pids[@]}"; do kill -KILL "$pid" 2>/dev/null || true; done
-  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+  for pid in "${pids[@]}"; do [ -z "$pid" ] || kill -KILL "$pid" 2>/dev/null || true; done
+  for pid in "${pids[@]}"; do [ -z "$pid" ] || wait "$pid" 2>/dev/null || true; done
   rm -rf "$work"
 }
-trap cleanup EXIT
 
 # wait_for FILE TEXT [LOOKS]: until TEXT stands in FILE, at most LOOKS × 50 ms (default 10 s).
 wait_for() {

@@ -9,6 +9,7 @@ set -euo pipefail
 keysim=$1 host=$2 source=$3 transport=$4
 . "$(dirname "$0")/net_test_lib.sh"
 enter_namespace "$@"
+begin_test
 
 variant "$source/manifests/host.json" "$work/host.json" --request-transport "$transport"
 "$keysim" --manifest "$source/manifests/keysim.json" --session --control 127.0.0.2:30600 >"$work/keysim.log" 2>&1 &

@@ -8,6 +8,7 @@
 set -euo pipefail
 keysim=$1 host=$2 source=$3
 . "$(dirname "$0")/net_test_lib.sh"
+begin_test
 
 tag=$$
 subnet="10.77.$((tag % 250 + 1))"
