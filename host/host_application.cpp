@@ -13,17 +13,19 @@
 #include "host/host_options.h"
 #include "host/interrupt_watcher.h"
 #include "host/plugin_library.h"
-#include "host/scenario_merge.h"
 #include "host/service_wait.h"
 #include "host/session_runner.h"
+#include "host/simulator_control_link.h"
 #include "host/uds_dispatcher.h"
 #include "host/uds_server/diagnostic_description.h"
 #include "host/uds_server/synchronous_tester.h"
 #include "host/uds_server/timer_queue.h"
 #include "host/uds_server/uds_server.h"
 #include "ruv/com/local/provider_registry.h"
+#include "ruv/com/someip_binding/node.h"
 #include "sim/key_simulator.h"
 #include "sim/scenario.h"
+#include "sim/scenario_merge.h"
 #include "sim/session_plan.h"
 
 namespace zevo::host {
@@ -63,7 +65,7 @@ sim::Scenario scenario_for(const Host_options& options) {
         });
     }
     if (options.command != Host_command::session) return from_file;
-    return merge_scenarios(sim::default_session_scenario(), from_file);
+    return sim::merge_scenarios(sim::default_session_scenario(), from_file);
 }
 
 Session_controls controls_of(sim::Key_simulator& simulator) {
@@ -119,8 +121,13 @@ int send_requests(const Host_options& options, Synchronous_tester& tester, Inter
 
 int run_command(const Host_options& options, Diagnostic_description description, sim::Scenario scenario,
                 Interrupt_watcher& watcher, std::ostream& out, std::ostream& err) {
+    // A manifest named by --manifest or ZEVO_COM_MANIFEST is read here, so that a bad one ends the
+    // host with its message instead of leaving every extension without its service.
+    ruv::com::someip_binding::Node::process();
     ruv::com::local::Provider_registry& registry = ruv::com::local::Provider_registry::process();
     if (options.request_timeout) registry.set_request_timeout(*options.request_timeout);
+    std::optional<Simulator_control_link> control_link;
+    if (options.simulator_control) control_link.emplace(*options.simulator_control);
     // Declared in this order so that the extensions are gone before the plug-in is closed, and
     // the simulator stops offering only after both.
     std::optional<sim::Key_simulator> simulator;
@@ -165,7 +172,10 @@ int run_command(const Host_options& options, Diagnostic_description description,
             });
             err << "zevo-dm: no service found within " << options.discovery_timeout.count() << " ms for "
                 << format_identifiers(wait.pending) << " (instance \"" << options.instance << "\""
-                << (options.simulator ? "" : ", --no-simulator: nothing in this process offers them") << ")"
+                << (options.simulator       ? ""
+                    : options.manifest_path ? ", --manifest: none of them was offered over SOME/IP-SD"
+                                            : ", --no-simulator: nothing in this process offers them")
+                << ")"
                 << std::endl;
             return exit_services_not_found;
         }
@@ -181,7 +191,8 @@ int run_command(const Host_options& options, Diagnostic_description description,
         const Session_host host{server, tester,
                                 [&dispatcher](std::uint16_t identifier) { return dispatcher.has_found_service(identifier); }};
         const Session_report report =
-            run_session(host, sim::default_session(), controls_of(*simulator), settings, out, stop);
+            run_session(host, sim::default_session(), simulator ? controls_of(*simulator) : control_link->controls(),
+                        settings, out, stop);
         if (report.interrupted) return interrupted(watcher.signal(), err);
         exit_code = report.passed() ? exit_done : exit_unexpected_answer;
     }
@@ -212,6 +223,8 @@ int run_host(const std::vector<std::string>& arguments, std::ostream& out, std::
     if (const std::optional<int> level = log_level_to_set(options, std::getenv("ZEVO_LOG_LEVEL"))) {
         setenv("ZEVO_LOG_LEVEL", std::to_string(*level).c_str(), 1);
     }
+    // Likewise the platform reads the manifest's path when the SOME/IP binding first starts.
+    if (options.manifest_path) setenv("ZEVO_COM_MANIFEST", options.manifest_path->c_str(), 1);
     sim::Scenario scenario;
     try {
         scenario = scenario_for(options);

@@ -117,12 +117,20 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
         } else if (name == "--max-response-size") {
             options.max_response_size = static_cast<std::size_t>(parse_number(
                 name, reader.value_of(name, inline_value), 8, 1 << 24, "a number of bytes (8 to 16777216)"));
+        } else if (name == "--manifest" || name == "--simulator-control") {
+            std::optional<std::string>& path = name == "--manifest" ? options.manifest_path : options.simulator_control;
+            path = reader.value_of(name, inline_value);
+            if (path->empty()) throw Option_error(name + " needs a non-empty value");
         } else if (name == "--no-simulator") {
             if (inline_value) throw Option_error(name + " takes no value");
             options.simulator = false;
         } else {
             throw Option_error("unknown option '" + argument + "'");
         }
+    }
+    if (options.manifest_path) options.simulator = false;
+    if (options.simulator_control && options.simulator) {
+        throw Option_error("--simulator-control drives zevo-keysim and needs --manifest or --no-simulator");
     }
     if (options.help || operands.empty()) return options;
 
@@ -155,8 +163,8 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
         if (!command_arguments.empty()) {
             throw Option_error("session takes no arguments, got '" + command_arguments.front() + "'");
         }
-        if (!options.simulator) {
-            throw Option_error("session drives the embedded simulator and cannot run with --no-simulator");
+        if (!options.simulator && !options.simulator_control) {
+            throw Option_error("session drives a simulator: without the embedded one it needs --simulator-control");
         }
     } else {
         throw Option_error("unknown command '" + command + "' (commands: send, session)");
@@ -174,6 +182,7 @@ std::optional<int> log_level_to_set(const Host_options& options, const char* env
 std::string host_usage() {
     return "Usage: zevo-dm [options] send REQUEST...\n"
            "       zevo-dm [options] session\n"
+           "       zevo-dm --manifest FILE --simulator-control ADDRESS:PORT [options] session\n"
            "\n"
            "Starts the ten simulated key-handling services in this process (the platform's local\n"
            "binding), loads the diagnostic plug-in with dlopen, makes one extension per data\n"
@@ -226,7 +235,15 @@ std::string host_usage() {
            "                           0: no wait at start (default: 5000)\n"
            "  --no-simulator           start no simulator: the services must be offered by someone\n"
            "                           else; without them every served identifier answers\n"
-           "                           7F SID 10 (use with --discovery-timeout 0). Not with session.\n"
+           "                           7F SID 10 (use with --discovery-timeout 0). For session\n"
+           "                           with --simulator-control only.\n"
+           "  --manifest FILE          find the services over SOME/IP with SOME/IP-SD as this\n"
+           "                           deployment manifest says (as ZEVO_COM_MANIFEST does, see\n"
+           "                           manifests/README.md); starts no simulator\n"
+           "  --simulator-control ADDRESS:PORT\n"
+           "                           the control port of zevo-keysim --control, through which\n"
+           "                           session withdraws, offers and waits for held calls (with\n"
+           "                           --manifest or --no-simulator)\n"
            "  --tester-address HEX     tester's address written into meta_info (default: 0E80)\n"
            "  --description FILE       the diagnostic description (JSON) saying which identifiers\n"
            "                           may be read, written, started, stopped or asked for results\n"

@@ -64,12 +64,21 @@ struct Host_options {
     std::chrono::milliseconds p2_star{5000};
     /// --max-response-size N: the longest answer the server sends (longer reads: 7F 22 14). Default 4095.
     std::size_t max_response_size = 4095;
+    /// --manifest FILE: the SOME/IP deployment manifest (manifests/README.md); the services are
+    /// found over SOME/IP-SD as with ZEVO_COM_MANIFEST, and no simulator runs in the process.
+    /// Default none.
+    std::optional<std::string> manifest_path;
+    /// --simulator-control ADDRESS:PORT: the control port of a zevo-keysim, through which session
+    /// withdraws and offers its services and waits for held calls; only without the embedded
+    /// simulator. Default none.
+    std::optional<std::string> simulator_control;
 };
 
 /// Options and command from the arguments behind the program name. Options may stand before or
 /// after the command, as "--plugin PATH" or "--plugin=PATH". Throws Option_error for an unknown
-/// option, a missing or bad value, an unknown or repeated command, bad hex, stray arguments, and
-/// for session with --no-simulator (the session drives the embedded simulator).
+/// option, a missing or bad value, an unknown or repeated command, bad hex, stray arguments, for
+/// session without a simulator to drive (neither the embedded one nor --simulator-control), and
+/// for --simulator-control beside the embedded simulator.
 Host_options parse_host_options(const std::vector<std::string>& arguments);
 
 /// The level `send` logs at unless asked for more: warnings and errors, so that its answer is not

@@ -15,7 +15,7 @@ esac
 "$root/scripts/install-deps.sh" test
 
 build="$root/build/fuzz"
-targets=(someip_response_fuzz uds_request_fuzz doip_frame_fuzz someip_message_fuzz someip_sd_fuzz)
+targets=(someip_response_fuzz uds_request_fuzz doip_frame_fuzz someip_message_fuzz someip_sd_fuzz control_line_fuzz)
 echo "=== fuzz build ==="
 # fuzzer-no-link gives the libraries the coverage counters libFuzzer steers by.
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++-14 -DZEVO_SANITIZE=address,undefined \

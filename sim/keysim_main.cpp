@@ -2,7 +2,8 @@
 // SOME/IP with SOME/IP-SD as the deployment manifest says, until SIGINT or SIGTERM. The services
 // are the same code the host embeds: they are offered on the process's local registry, and the
 // platform's SOME/IP node serves those offers on the wire.
-// Usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT]
+// Usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT] [--session]
+//                    [--control ADDRESS:PORT]
 // Exit codes: 0 stopped by a signal; 2 a bad command line, manifest or scenario; 1 the node or
 // the simulator could not start.
 
@@ -10,25 +11,38 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "ruv/com/local/provider_registry.h"
 #include "ruv/com/someip_binding/node.h"
+#include "sim/control_server.h"
 #include "sim/key_simulator.h"
 #include "sim/scenario.h"
+#include "sim/scenario_merge.h"
+#include "sim/session_plan.h"
 
 namespace {
 
 constexpr char usage[] =
-    "usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT]\n"
-    "  --manifest FILE   the SOME/IP deployment manifest (e.g. manifests/keysim.json)\n"
-    "  --scenario FILE   faults of the simulated services (format: sim/README.md)\n"
-    "  --instance TEXT   the instance text the services are offered under (default 1)\n";
+    "usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT] [--session]\n"
+    "                   [--control ADDRESS:PORT]\n"
+    "  --manifest FILE          the SOME/IP deployment manifest (e.g. manifests/keysim.json)\n"
+    "  --scenario FILE          faults of the simulated services (format: sim/README.md)\n"
+    "  --instance TEXT          the instance text the services are offered under (default 1)\n"
+    "  --session                the faults and routine time that zevo-dm's scripted session\n"
+    "                           relies on, behind those of --scenario\n"
+    "  --control ADDRESS:PORT   a control port (line protocol, sim/README.md) through which\n"
+    "                           zevo-dm --simulator-control withdraws, offers and waits for\n"
+    "                           held calls; port 0: one the system chooses (printed)\n";
 
 struct Options {
     std::string manifest;
     std::string scenario;
     std::string instance = "1";
+    std::string control;   ///< empty: no control port
+    bool session = false;  ///< run on the scripted session's scenario
 };
 
 /// False (after a message) when the command line is not one zevo-keysim takes.
@@ -39,13 +53,21 @@ bool parse(int argc, char** argv, Options& options) {
             std::cout << usage;
             std::exit(0);
         }
-        if (index + 1 >= argc || (name != "--manifest" && name != "--scenario" && name != "--instance")) {
-            std::cerr << "zevo-keysim: " << (index + 1 >= argc ? "missing value of " : "unknown option ") << name
+        if (name == "--session") {
+            options.session = true;
+            continue;
+        }
+        std::string* const value = name == "--manifest"   ? &options.manifest
+                                   : name == "--scenario" ? &options.scenario
+                                   : name == "--instance" ? &options.instance
+                                   : name == "--control"  ? &options.control
+                                                          : nullptr;
+        if (index + 1 >= argc || value == nullptr) {
+            std::cerr << "zevo-keysim: " << (value != nullptr ? "missing value of " : "unknown option ") << name
                       << "\n" << usage;
             return false;
         }
-        const std::string value = argv[++index];
-        (name == "--manifest" ? options.manifest : name == "--scenario" ? options.scenario : options.instance) = value;
+        *value = argv[++index];
     }
     if (options.manifest.empty()) {
         std::cerr << "zevo-keysim: --manifest is required\n" << usage;
@@ -71,10 +93,16 @@ int main(int argc, char** argv) {
 
     zevo::sim::Simulator_options simulator_options;
     simulator_options.instance = options.instance;
+    std::optional<zevo::sim::Control_address> control;
     try {
         if (!options.scenario.empty()) {
             simulator_options.scenario = zevo::sim::load_scenario_file(options.scenario);
         }
+        if (options.session) {
+            simulator_options.scenario =
+                zevo::sim::merge_scenarios(zevo::sim::default_session_scenario(), simulator_options.scenario);
+        }
+        if (!options.control.empty()) control = zevo::sim::parse_control_address(options.control, true);
     } catch (const std::exception& error) {
         std::cerr << "zevo-keysim: " << error.what() << "\n";
         return 2;
@@ -90,6 +118,12 @@ int main(int argc, char** argv) {
     try {
         zevo::sim::Key_simulator simulator(ruv::com::local::Provider_registry::process(), simulator_options);
         simulator.offer_all();
+        std::optional<zevo::sim::Control_server> control_server;
+        if (control) {
+            control_server.emplace(simulator, *control);
+            std::cout << "zevo-keysim: control port " << control->address << ":" << control_server->port()
+                      << std::endl;
+        }
         std::cout << "zevo-keysim: offering the ten services over SOME/IP (" << options.manifest
                   << "); SIGINT or SIGTERM ends" << std::endl;
         sigwait(&stop_signals, &signal_number);

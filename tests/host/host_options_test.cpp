@@ -85,7 +85,36 @@ TEST(host_options, no_simulator_turns_the_embedded_simulator_off_for_send) {
 
 TEST(host_options, session_with_no_simulator_is_refused) {
     EXPECT_EQ(error_of({"session", "--no-simulator"}),
-              "session drives the embedded simulator and cannot run with --no-simulator");
+              "session drives a simulator: without the embedded one it needs --simulator-control");
+}
+
+TEST(host_options, manifest_takes_a_path_and_starts_no_simulator) {
+    const Host_options options = parse_host_options({"--manifest", "manifests/host.json", "send", "22", "2C", "56"});
+    EXPECT_EQ(options.manifest_path, "manifests/host.json");
+    EXPECT_FALSE(options.simulator);
+    EXPECT_EQ(parse_host_options({"--manifest=h.json", "send", "22"}).manifest_path, "h.json");
+    EXPECT_FALSE(parse_host_options({"send", "22"}).manifest_path);
+    EXPECT_EQ(error_of({"--manifest=", "send", "22"}), "--manifest needs a non-empty value");
+    EXPECT_EQ(error_of({"send", "22", "--manifest"}), "--manifest needs a value");
+}
+
+TEST(host_options, session_over_a_manifest_drives_zevo_keysim_through_its_control_port) {
+    const Host_options options =
+        parse_host_options({"--manifest", "h.json", "--simulator-control", "127.0.0.2:30600", "session"});
+    EXPECT_EQ(options.command, Host_command::session);
+    EXPECT_FALSE(options.simulator);
+    EXPECT_EQ(options.simulator_control, "127.0.0.2:30600");
+    EXPECT_EQ(parse_host_options({"--no-simulator", "--simulator-control=10.0.0.1:1", "session"}).simulator_control,
+              "10.0.0.1:1");
+    EXPECT_EQ(error_of({"--manifest", "h.json", "session"}),
+              "session drives a simulator: without the embedded one it needs --simulator-control");
+}
+
+TEST(host_options, simulator_control_beside_the_embedded_simulator_is_refused) {
+    EXPECT_EQ(error_of({"--simulator-control", "127.0.0.2:30600", "session"}),
+              "--simulator-control drives zevo-keysim and needs --manifest or --no-simulator");
+    EXPECT_EQ(error_of({"--no-simulator", "--simulator-control=", "session"}),
+              "--simulator-control needs a non-empty value");
 }
 
 TEST(host_options, send_takes_the_request_from_separate_hex_arguments) {
@@ -219,6 +248,7 @@ TEST(host_options, help_text_names_every_command_and_option) {
     for (const char* word : {"send REQUEST", "=> EXPECTED", "--description FILE", "--p2 MS", "--p2-star MS",
                              "--max-response-size N", "session", "--plugin PATH", "--instance TEXT", "--scenario FILE",
                              "--log-level N", "--request-timeout MS", "--discovery-timeout MS", "--no-simulator",
+                             "--manifest FILE", "--simulator-control ADDRESS:PORT",
                              "--tester-address HEX", "--help", ZEVO_TEST_PLUGIN_PATH, "Exit codes", "130"}) {
         EXPECT_NE(usage.find(word), std::string::npos) << word;
     }

@@ -192,6 +192,22 @@ sd::Entry raw_offer(std::uint32_t ttl) {
     return entry;
 }
 
+/// The next SD message received on `fd` with an entry that `wanted` takes, skipping others; none
+/// when the socket's receive time-out passes first.
+template <class Wanted>
+std::optional<sd::Message> receive_sd(int fd, Wanted wanted) {
+    for (int datagrams = 0; datagrams < 100; ++datagrams) {
+        std::vector<std::uint8_t> buffer(65536);
+        const ssize_t got = ::recv(fd, buffer.data(), buffer.size(), 0);
+        if (got < 16) return std::nullopt;
+        const sd::Decoded decoded = sd::decode_sd(Byte_view{buffer.data() + 16, static_cast<std::size_t>(got) - 16});
+        for (const sd::Entry& entry : decoded.message.entries) {
+            if (wanted(entry)) return decoded.message;
+        }
+    }
+    return std::nullopt;
+}
+
 /// A UDP socket on 127.0.0.3 that speaks SD by unicast.
 class Sd_peer {
 public:
@@ -211,16 +227,7 @@ public:
 
     /// The next SD message with an entry of `type`, skipping others (multicast ones too).
     std::optional<sd::Message> receive(std::uint8_t type) {
-        for (int datagrams = 0; datagrams < 100; ++datagrams) {
-            std::vector<std::uint8_t> buffer(65536);
-            const ssize_t got = ::recv(fd_, buffer.data(), buffer.size(), 0);
-            if (got < 16) return std::nullopt;
-            const sd::Decoded decoded = sd::decode_sd(Byte_view{buffer.data() + 16, static_cast<std::size_t>(got) - 16});
-            for (const sd::Entry& entry : decoded.message.entries) {
-                if (entry.type == type) return decoded.message;
-            }
-        }
-        return std::nullopt;
+        return receive_sd(fd_, [type](const sd::Entry& entry) { return entry.type == type; });
     }
 
 private:
@@ -237,6 +244,54 @@ TEST_F(Sd_nodes, an_offer_whose_ttl_runs_out_is_lost) {
     const auto record = record_of(found->front());
     ASSERT_TRUE(lists.until(0));  // a second later, without a refresh
     EXPECT_EQ(record->state.load(), 0);
+}
+
+/// A socket that receives what the nodes send to SD's multicast group on loopback.
+class Group_listener {
+public:
+    Group_listener() : fd_(::socket(AF_INET, SOCK_DGRAM, 0)) {
+        timeval bound{5, 0};
+        ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+        const int one = 1;
+        ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        const sockaddr_in group = zevo::test::someip_wire::address_of("224.244.224.245", 30490);
+        ::bind(fd_, reinterpret_cast<const sockaddr*>(&group), sizeof group);
+        ip_mreq membership{};
+        membership.imr_multiaddr = group.sin_addr;
+        membership.imr_interface = zevo::test::someip_wire::address_of("127.0.0.3", 0).sin_addr;
+        ::setsockopt(fd_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership);
+    }
+    ~Group_listener() { ::close(fd_); }
+
+    /// The next message with an entry of `type` for `service`, skipping everything else; none
+    /// within 5 s of silence.
+    std::optional<sd::Message> receive(std::uint8_t type, std::uint16_t service) {
+        return receive_sd(fd_, [type, service](const sd::Entry& entry) {
+            return entry.type == type && entry.service_id == service;
+        });
+    }
+
+private:
+    int fd_;
+};
+
+TEST_F(Sd_nodes, a_service_lost_by_its_ttl_is_searched_again_and_found_when_it_answers) {
+    List_inbox lists;
+    subscribe(lists, "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory");
+    Sd_peer peer;
+    peer.send("127.0.0.1", sd::Message{sd::flag::reboot | sd::flag::unicast, {raw_offer(1)}}, 1);
+    ASSERT_TRUE(lists.until(1));
+    Group_listener group;  // from now on: the Finds of the first search have ended with the Offer
+    ASSERT_TRUE(lists.until(0));  // a second later, without a refresh
+    const auto find = group.receive(sd::entry_type::find_service, 0x2C57);
+    ASSERT_TRUE(find) << "no Find after the TTL ran out";
+    for (const sd::Entry& entry : find->entries) {
+        if (entry.service_id == 0x2C57) {
+            EXPECT_EQ(entry.instance_id, 1);
+        }
+    }
+    peer.send("127.0.0.1", sd::Message{sd::flag::reboot | sd::flag::unicast, {raw_offer(3)}}, 2);
+    EXPECT_TRUE(lists.until(1));
 }
 
 TEST_F(Sd_nodes, a_peer_that_reboots_loses_its_services_until_it_offers_again) {

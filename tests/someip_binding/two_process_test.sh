@@ -10,28 +10,9 @@
 set -euo pipefail
 keysim=$1 host=$2 source=$3
 
-if [ "${ZEVO_IN_TEST_NAMESPACE:-}" != 1 ]; then
-  unshare -n true 2>/dev/null || { echo "no network namespace (needs CAP_SYS_ADMIN): skipped"; exit 77; }
-  exec unshare -n env ZEVO_IN_TEST_NAMESPACE=1 "$0" "$@"
-fi
-ip link set lo up
-ip link set lo multicast on
-ip route add 224.0.0.0/4 dev lo
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill -TERM "$pid" 2>/dev/null || true; done
-  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-# wait_for FILE TEXT: until TEXT stands in FILE, at most 10 s.
-wait_for() {
-  for _ in $(seq 200); do grep -q "$2" "$1" 2>/dev/null && return 0; sleep 0.05; done
-  echo "timed out waiting for '$2' in $1"; cat "$1"; return 1
-}
+. "$(dirname "$0")/net_test_lib.sh"
+enter_namespace "$@"
+begin_test
 
 capture="$work/session.pcapng"
 tshark=""

@@ -244,10 +244,13 @@ void Sd_agent::tick() {
             ++it;
         }
     }
+    // A service whose offers stopped coming without a StopOffer may come back at any time: its
+    // search starts again, so that it is found at once by the answer to a Find instead of at its
+    // node's next cyclic Offer. (After a StopOffer the client waits for the next Offer instead.)
     for (const Service_key& key : found_.expire(now)) {
         const auto searched = searched_.find(key);
         if (searched != searched_.end()) {
-            searched_.erase(searched);  // searched again by the finder, or not at all
+            searched->second.timer = Phase_timer(manifest_.sd, false, initial_delay(), now);
         }
         callbacks_.lost(key);
     }

@@ -1,15 +1,16 @@
 #pragma once
 // The scenario of a session: the faults the scripted session relies on together with those of
-// a --scenario file. A pure function over plain data, called on the main thread at start.
+// a --scenario file. A pure function over plain data, called on the main thread at start by
+// zevo-dm and by zevo-keysim --session.
 
 #include "sim/scenario.h"
 
-namespace zevo::host {
+namespace zevo::sim {
 
 /// `base` (the session's own scenario) with `added` (a file's) merged in: the faults of `added`
 /// first, so that the simulator meets them before those of `base` where both name the same
-/// call; the routine duration of `added` where it differs from sim::Scenario's default,
+/// call; the routine duration of `added` where it differs from Scenario's default,
 /// otherwise that of `base`.
-sim::Scenario merge_scenarios(const sim::Scenario& base, const sim::Scenario& added);
+Scenario merge_scenarios(const Scenario& base, const Scenario& added);
 
-}  // namespace zevo::host
+}  // namespace zevo::sim
