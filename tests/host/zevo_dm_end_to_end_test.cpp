@@ -392,7 +392,7 @@ TEST_F(host_zevo_dm, bad_log_level_exits_2) {
 TEST_F(host_zevo_dm, session_without_simulator_exits_2) {
     const Run_result run = run_zevo_dm({"--no-simulator", "session"});
     EXPECT_EQ(run.exit_code, 2);
-    EXPECT_NE(run.err.find("session drives the embedded simulator and cannot run with --no-simulator"),
+    EXPECT_NE(run.err.find("session drives a simulator: without the embedded one it needs --simulator-control"),
               std::string::npos)
         << run.err;
 }
