@@ -5,6 +5,9 @@
 // thread; never blocks (the server runs jobs on its workers). Throws nothing of its own.
 
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
 
 #include "host/doip/diagnostic_handler.h"
 #include "host/uds_server/uds_server.h"
@@ -13,15 +16,21 @@ namespace zevo::host {
 
 class Doip_bridge final : public doip::Diagnostic_handler {
 public:
+    /// Told when a request ends cancelled (its tester gone, or the server shut down), on the
+    /// thread of the job that returned: "request 31 01 06 48 01 of tester 0E80 on connection 3
+    /// cancelled".
+    using Note = std::function<void(const std::string&)>;
+
     /// `server` must outlive the bridge, and the entity that calls the bridge must be stopped
     /// before the server is destroyed.
-    explicit Doip_bridge(Uds_server& server) : server_(server) {}
+    explicit Doip_bridge(Uds_server& server, Note note = {}) : server_(server), note_(std::move(note)) {}
 
     void on_request(doip::Diagnostic_request request, doip::Diagnostic_reply reply) override;
     void on_connection_closed(std::uint64_t connection) override;
 
 private:
     Uds_server& server_;
+    const Note note_;
 };
 
 }  // namespace zevo::host

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "ara/log/contexts.h"
 #include "host/doip/clock.h"
 #include "host/doip/doip_entity.h"
 #include "host/doip_bridge.h"
@@ -43,7 +44,10 @@ int serve_testers(const Serve_options& options, Uds_server& server, Interrupt_wa
         server.shutdown();  // refuses what still comes in, cancels what runs: no answer goes out
         stop.open();
     });
-    Doip_bridge bridge(server);
+    Doip_bridge bridge(server, [](const std::string& event) {
+        namespace contexts = ara::log::contexts;
+        contexts::log_text(contexts::logger_of(contexts::host), ara::log::LogLevel::kInfo, [&event] { return event; });
+    });
     doip::Steady_clock clock;
     doip::Doip_entity entity(options.entity, bridge, clock);
     try {

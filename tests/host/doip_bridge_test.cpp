@@ -1,6 +1,7 @@
 // The bridge between the DoIP entity's handler seam and the host's UDS server: a diagnostic
 // message becomes a request of the server from the message's connection and source, functional
-// or not, answered through the entity's reply; a closed connection cancels that tester's job.
+// or not, answered through the entity's reply; a closed connection cancels that tester's job,
+// which the bridge's note reports.
 
 #include "host/doip_bridge.h"
 
@@ -70,7 +71,14 @@ protected:
     std::vector<std::unique_ptr<Received_answers>> inboxes;  // outlive the server
     std::unique_ptr<Uds_server> server = std::make_unique<Uds_server>(
         dispatcher, parse_description(R"({"data_identifiers": [{"id": "0x2C56", "read": ["default"]}]})"), timers);
-    Doip_bridge bridge{*server};
+    std::mutex notes_mutex;
+    std::condition_variable noted;
+    std::vector<std::string> notes;  // guarded by notes_mutex
+    Doip_bridge bridge{*server, [this](const std::string& note) {
+                           const std::lock_guard<std::mutex> lock(notes_mutex);
+                           notes.push_back(note);
+                           noted.notify_all();
+                       }};
 
     Received_answers& inbox() { return *inboxes.emplace_back(std::make_unique<Received_answers>()); }
 };
@@ -100,8 +108,21 @@ TEST_F(host_doip_bridge, x22_a_closed_connection_cancels_its_job_with_the_tester
     bridge.on_connection_closed(5);
     ASSERT_EQ(training_counter.job.cancels(), 1);
     EXPECT_EQ(training_counter.job.cancel_meta_infos()[0].at("tester_address"), "0x0E81");
+    {
+        std::unique_lock<std::mutex> lock(notes_mutex);
+        ASSERT_TRUE(noted.wait_for(lock, bound, [this] { return !notes.empty(); }));
+        EXPECT_EQ(notes, (std::vector<std::string>{"request 22 2C 56 of tester 0E81 on connection 5 cancelled"}));
+    }
     server.reset();  // waits for the cancelled job
     EXPECT_EQ(answers.count(), 0u);
+}
+
+TEST_F(host_doip_bridge, x22_an_answered_request_is_not_noted) {
+    Received_answers& answers = inbox();
+    bridge.on_request(request(3, {0x22, 0x2C, 0x56}), answers.reply());
+    EXPECT_EQ(answers.first(), (Bytes{0x62, 0x2C, 0x56, 0x00, 0x05}));
+    server.reset();  // every request has ended
+    EXPECT_TRUE(notes.empty());
 }
 
 }  // namespace
