@@ -3,7 +3,8 @@
 // send to its answer), beside what it is made of, measured in the same run: (a) a raw TCP
 // ping-pong between two processes with the same sizes on the wire (the request frame out, the
 // acknowledge and the answer frame back, TCP_NODELAY) and (b) the same request through the
-// host's UDS server in this process (plug-in, platform and simulator, the path of `zevo-dm send`);
+// host's UDS server in this process (plug-in, platform and simulator, the path of `zevo-dm send`),
+// the three taken in turns;
 // and (c) the requests a second that eight testers on connections of their own sustain together,
 // each asking for an identifier of its own. Prints a table and whether the DoIP median stays
 // within the two parts' medians plus 20 %; not a test.
@@ -59,6 +60,7 @@ struct Options {
 };
 
 constexpr std::size_t warm_up_rounds = 500;
+constexpr std::size_t blocks = 10;  // turns in which the three latency figures are taken
 constexpr std::size_t load_testers = 8;
 constexpr std::uint16_t entity = 0x0010;
 constexpr std::uint16_t first_tester = 0x0E80;
@@ -182,25 +184,34 @@ private:
     std::uint16_t port_ = 0;
 };
 
-Latencies ping_pong(std::uint16_t port, std::size_t rounds, const Bytes& request, std::size_t reply_size) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    if (fd < 0 || ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        throw std::runtime_error("ping-pong: cannot connect");
+/// The client of the ping-pong: one connection to the peer, one request at a time.
+class Ping_pong_client {
+public:
+    Ping_pong_client(std::uint16_t port, Bytes request, std::size_t reply_size)
+        : fd_(::socket(AF_INET, SOCK_STREAM, 0)), request_(std::move(request)), reply_(reply_size) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        if (fd_ < 0 || ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+            throw std::runtime_error("ping-pong: cannot connect");
+        }
+        set_no_delay(fd_);
     }
-    set_no_delay(fd);
-    Bytes reply(reply_size);
-    std::size_t failed = 0;
-    Latencies latencies = time_requests(
-        rounds, warm_up_rounds,
-        [&] { return write_all(fd, request) && read_exactly(fd, reply.data(), reply.size()); }, failed);
-    ::close(fd);
-    if (failed != 0) throw std::runtime_error("ping-pong: the peer went away");
-    return latencies;
-}
+    ~Ping_pong_client() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    Ping_pong_client(const Ping_pong_client&) = delete;
+    Ping_pong_client& operator=(const Ping_pong_client&) = delete;
+
+    /// One request and its whole reply; false when the peer went away.
+    bool exchange() { return write_all(fd_, request_) && read_exactly(fd_, reply_.data(), reply_.size()); }
+
+private:
+    int fd_;
+    Bytes request_;
+    Bytes reply_;
+};
 
 // ---- (b) the same request through the host's server in this process
 
@@ -340,29 +351,37 @@ int run(const Options& options) {
 
     // Forked first, while this process has no thread yet.
     Ping_pong_peer peer(request_frame.size(), acknowledge_frame, answer_frame);
-    const Percentiles raw = percentiles(
-        ping_pong(peer.port(), options.rounds, request_frame, acknowledge_frame.size() + answer_frame.size()));
-
+    Ping_pong_client raw_client(peer.port(), request_frame, acknowledge_frame.size() + answer_frame.size());
     Serve_child serve;
+    Doip_tester doip_tester(serve.port(), first_tester);
+    In_process_host host;
+    zevo::host::Synchronous_tester host_tester(*host.server, first_tester);
+
+    // The three figures are taken in turns, a block of each at a time, so that a machine busy
+    // with something else for a while weighs on all three alike.
     std::size_t unexpected = 0;
-    Percentiles doip{};
-    {
-        Doip_tester tester(serve.port(), first_tester);
-        doip = percentiles(time_requests(options.rounds, warm_up_rounds, [&] { return tester.exchange(read_key_list) == expected; },
+    Latencies raw_latencies;
+    Latencies doip_latencies;
+    Latencies in_process_latencies;
+    const auto append = [](Latencies& to, const Latencies& block) { to.insert(to.end(), block.begin(), block.end()); };
+    for (std::size_t block = 0; block < blocks; ++block) {
+        const std::size_t rounds = options.rounds / blocks + (block < options.rounds % blocks ? 1 : 0);
+        const std::size_t warm_up = block == 0 ? warm_up_rounds : 0;
+        append(raw_latencies, time_requests(rounds, warm_up, [&] { return raw_client.exchange(); }, unexpected));
+        append(doip_latencies, time_requests(rounds, warm_up, [&] { return doip_tester.exchange(read_key_list) == expected; },
+                                             unexpected));
+        append(in_process_latencies, time_requests(
+                                         rounds, warm_up,
+                                         [&] {
+                                             const zevo::host::Exchange exchange = host_tester.exchange(read_key_list);
+                                             return exchange.final_answer() != nullptr &&
+                                                    *exchange.final_answer() == expected;
+                                         },
                                          unexpected));
     }
-    Percentiles in_process{};
-    {
-        In_process_host host;
-        zevo::host::Synchronous_tester tester(*host.server, first_tester);
-        in_process = percentiles(time_requests(
-            options.rounds, warm_up_rounds,
-            [&] {
-                const zevo::host::Exchange exchange = tester.exchange(read_key_list);
-                return exchange.final_answer() != nullptr && *exchange.final_answer() == expected;
-            },
-            unexpected));
-    }
+    const Percentiles raw = percentiles(raw_latencies);
+    const Percentiles doip = percentiles(doip_latencies);
+    const Percentiles in_process = percentiles(in_process_latencies);
     const Load_result load = eight_testers(serve.port(), options.load_period);
 
     const double bound = 1.2 * (raw.median_us + in_process.median_us);
