@@ -49,21 +49,6 @@ constexpr std::uint16_t key_list = 0x2C60;
 constexpr std::uint16_t debug_routine = 0x0648;
 const Bytes debug_echo = {0x01, 0xDE, 0xAD};  // 0x0648 command 0x01: echo the data
 
-/// Times `request` `rounds` times after a warm-up; counts the requests it says went wrong.
-template <class Request>
-Latencies time_requests(std::size_t rounds, Request request, std::size_t& unexpected) {
-    for (std::size_t round = 0; round < warm_up_rounds; ++round) request();
-    Latencies latencies;
-    latencies.reserve(rounds);
-    for (std::size_t round = 0; round < rounds; ++round) {
-        const Clock::time_point sent = Clock::now();
-        const bool as_expected = request();
-        latencies.push_back(Clock::now() - sent);
-        if (!as_expected) ++unexpected;
-    }
-    return latencies;
-}
-
 /// The baseline: this thread hands a request to a second one through a promise and waits on the
 /// future of the second's answer; the shape of a call answered on another thread.
 Latencies promise_round_trips(std::size_t rounds) {
@@ -160,14 +145,6 @@ bool start_every_routine(const zevo::host::Uds_dispatcher& dispatcher, const std
     return true;
 }
 
-bool parse_count(const char* text, std::size_t& value) {
-    char* end = nullptr;
-    const unsigned long long parsed = std::strtoull(text, &end, 10);
-    if (end == text || *end != '\0' || parsed == 0) return false;
-    value = static_cast<std::size_t>(parsed);
-    return true;
-}
-
 bool parse_options(int argc, char** argv, Options& options) {
     for (int index = 1; index < argc; ++index) {
         const std::string option = argv[index];
@@ -223,16 +200,16 @@ int run(const Options& options) {
 
     const Percentiles baseline = percentiles(promise_round_trips(options.rounds));
     const Percentiles read_direct = percentiles(time_requests(
-        options.rounds,
+        options.rounds, warm_up_rounds,
         [&] {
             response.clear();
             return key_list_extension.read(read_meta_info, response) == 0 && !response.empty();
         },
         unexpected));
     const Percentiles read_dispatched = percentiles(time_requests(
-        options.rounds, [&] { return dispatcher.dispatch(read_request).bytes.size() > 3; }, unexpected));
+        options.rounds, warm_up_rounds, [&] { return dispatcher.dispatch(read_request).bytes.size() > 3; }, unexpected));
     const Percentiles start_direct = percentiles(time_requests(
-        options.rounds,
+        options.rounds, warm_up_rounds,
         [&] {
             Bytes request = debug_echo;
             response.clear();
@@ -240,7 +217,7 @@ int run(const Options& options) {
         },
         unexpected));
     const Percentiles start_dispatched = percentiles(time_requests(
-        options.rounds, [&] { return dispatcher.dispatch(start_request).bytes == Bytes{0x71, 0x01, 0x06, 0x48}; },
+        options.rounds, warm_up_rounds, [&] { return dispatcher.dispatch(start_request).bytes == Bytes{0x71, 0x01, 0x06, 0x48}; },
         unexpected));
     if (!start_every_routine(dispatcher, rids)) {
         std::fprintf(stderr, "end_to_end_bench: a routine could not be started for the load\n");

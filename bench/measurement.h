@@ -1,6 +1,7 @@
 #pragma once
-// Measuring helpers of job_wait_bench: rounds of hand-offs between the calling thread and an
-// answering thread, percentiles of their latencies, and what a thread uses of the processor.
+// Measuring helpers of the benches: rounds of hand-offs between the calling thread and an
+// answering thread, timed requests, percentiles of their latencies, what a thread uses of the
+// processor, and the counts of their command lines.
 // thread_usage() speaks for the thread that calls it.
 
 #include <sys/resource.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <cstddef>
 #include <stdexcept>
 #include <system_error>
@@ -127,6 +129,33 @@ Idle_cost idle_cost_of(Block&& block) {
     const auto ended = Clock::now();
     const Thread_usage after = thread_usage();
     return {after - before, ended - started};
+}
+
+/// Times `request` `rounds` times after `warm_up` untimed ones; counts the requests that it
+/// says (by returning false) went wrong, the untimed ones included.
+template <class Request>
+Latencies time_requests(std::size_t rounds, std::size_t warm_up, Request request, std::size_t& unexpected) {
+    for (std::size_t round = 0; round < warm_up; ++round) {
+        if (!request()) ++unexpected;
+    }
+    Latencies latencies;
+    latencies.reserve(rounds);
+    for (std::size_t round = 0; round < rounds; ++round) {
+        const Clock::time_point sent = Clock::now();
+        const bool as_expected = request();
+        latencies.push_back(Clock::now() - sent);
+        if (!as_expected) ++unexpected;
+    }
+    return latencies;
+}
+
+/// A positive decimal count from a command line; false for anything else.
+inline bool parse_count(const char* text, std::size_t& value) {
+    char* end = nullptr;
+    const unsigned long long parsed = std::strtoull(text, &end, 10);
+    if (end == text || *end != '\0' || parsed == 0) return false;
+    value = static_cast<std::size_t>(parsed);
+    return true;
 }
 
 }  // namespace zevo::bench

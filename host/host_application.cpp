@@ -13,6 +13,7 @@
 #include "host/host_options.h"
 #include "host/interrupt_watcher.h"
 #include "host/plugin_library.h"
+#include "host/serve_command.h"
 #include "host/service_wait.h"
 #include "host/session_runner.h"
 #include "host/simulator_control_link.h"
@@ -37,21 +38,6 @@ template <typename Make_text>
 void log_host(ara::log::LogLevel level, Make_text&& make_text) {
     ara::log::contexts::log_text(ara::log::contexts::logger_of(ara::log::contexts::host), level, make_text);
 }
-
-/// Sets the watcher's reaction for as long as it lives: whatever the reaction refers to must
-/// outlive the guard, and the destructor waits for a reaction that runs.
-class Reaction_guard {
-public:
-    Reaction_guard(Interrupt_watcher& watcher, Interrupt_watcher::Reaction reaction) : watcher_(watcher) {
-        watcher_.set_reaction(std::move(reaction));
-    }
-    ~Reaction_guard() { watcher_.set_reaction({}); }
-    Reaction_guard(const Reaction_guard&) = delete;
-    Reaction_guard& operator=(const Reaction_guard&) = delete;
-
-private:
-    Interrupt_watcher& watcher_;
-};
 
 /// The simulator's scenario for the command: a session runs on the faults its script relies on,
 /// with those of --scenario added; send runs on the file's alone. Throws sim::Scenario_error.
@@ -182,7 +168,9 @@ int run_command(const Host_options& options, Diagnostic_description description,
     }
 
     int exit_code = exit_done;
-    if (options.command == Host_command::send) {
+    if (options.command == Host_command::serve) {
+        exit_code = serve_testers(options.serve, server, watcher, out, err);
+    } else if (options.command == Host_command::send) {
         exit_code = send_requests(options, tester, watcher, out, err);
         if (watcher.signal() != 0) return interrupted(watcher.signal(), err);
     } else {

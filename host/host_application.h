@@ -16,6 +16,7 @@ enum Host_exit_code : int {
     exit_unexpected_answer = 1,    /**< send or session: at least one answer was not the expected one */
     exit_usage_or_plugin = 2,      /**< bad command line, scenario file or description, or the plug-in could not be used */
     exit_services_not_found = 3,   /**< an extension did not find its service within the discovery timeout */
+    exit_cannot_listen = 4,        /**< serve: the entity's sockets could not be bound */
 };
 
 /// Runs zevo-dm with `arguments` (without the program name). Results go to `out`, errors to

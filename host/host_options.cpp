@@ -9,9 +9,8 @@
 #endif
 
 namespace zevo::host {
-namespace {
 
-std::uint16_t parse_tester_address(const std::string& text) {
+std::uint16_t parse_hex_address(const std::string& name, const std::string& text, const std::string& example) {
     std::string digits = text;
     if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) digits.erase(0, 2);
     if (digits.size() == 2) digits.insert(0, "00");
@@ -22,12 +21,12 @@ std::uint16_t parse_tester_address(const std::string& text) {
         bytes.clear();
     }
     if (bytes.size() != 2) {
-        throw Option_error("--tester-address wants a 16-bit hex address such as 0E80 or 0x0E80, not '" + text + "'");
+        throw Option_error(name + " wants a 16-bit hex address such as " + example + " or 0x" + example + ", not '" +
+                           text + "'");
     }
     return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
 }
 
-/// A decimal number from `minimum` to `maximum` (at most 18 digits), for option `name`.
 long long parse_number(const std::string& name, const std::string& text, long long minimum, long long maximum,
                        const char* what) {
     const auto refuse = [&] { return Option_error(name + " wants " + what + ", not '" + text + "'"); };
@@ -40,6 +39,8 @@ long long parse_number(const std::string& name, const std::string& text, long lo
     if (value < minimum || value > maximum) throw refuse();
     return value;
 }
+
+namespace {
 
 std::chrono::milliseconds parse_milliseconds(const std::string& name, const std::string& text) {
     return std::chrono::milliseconds{parse_number(name, text, 0, 86'400'000, "a number of milliseconds (0 to 86400000)")};
@@ -71,6 +72,7 @@ std::string default_plugin_path() { return ZEVO_DM_DEFAULT_PLUGIN; }
 Host_options parse_host_options(const std::vector<std::string>& arguments) {
     Host_options options;
     std::vector<std::string> operands;  // the command word and what follows it
+    std::string serve_option;           // the first option of serve given, if any
     Option_reader reader(arguments);
     while (!reader.done()) {
         const std::string& argument = reader.next();
@@ -93,7 +95,7 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
         } else if (name == "--instance") {
             options.instance = reader.value_of(name, inline_value);
         } else if (name == "--tester-address") {
-            options.tester_address = parse_tester_address(reader.value_of(name, inline_value));
+            options.tester_address = parse_hex_address(name, reader.value_of(name, inline_value), "0E80");
         } else if (name == "--scenario") {
             options.scenario_path = reader.value_of(name, inline_value);
             if (options.scenario_path->empty()) throw Option_error("--scenario needs a non-empty path");
@@ -121,6 +123,9 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
             std::optional<std::string>& path = name == "--manifest" ? options.manifest_path : options.simulator_control;
             path = reader.value_of(name, inline_value);
             if (path->empty()) throw Option_error(name + " needs a non-empty value");
+        } else if (is_serve_option(name)) {
+            parse_serve_option(name, reader.value_of(name, inline_value), options.serve);
+            if (serve_option.empty()) serve_option = name;
         } else if (name == "--no-simulator") {
             if (inline_value) throw Option_error(name + " takes no value");
             options.simulator = false;
@@ -166,8 +171,16 @@ Host_options parse_host_options(const std::vector<std::string>& arguments) {
         if (!options.simulator && !options.simulator_control) {
             throw Option_error("session drives a simulator: without the embedded one it needs --simulator-control");
         }
+    } else if (command == "serve") {
+        options.command = Host_command::serve;
+        if (!command_arguments.empty()) {
+            throw Option_error("serve takes no arguments, got '" + command_arguments.front() + "'");
+        }
     } else {
-        throw Option_error("unknown command '" + command + "' (commands: send, session)");
+        throw Option_error("unknown command '" + command + "' (commands: send, session, serve)");
+    }
+    if (!serve_option.empty() && options.command != Host_command::serve) {
+        throw Option_error(serve_option + " is an option of serve");
     }
     return options;
 }
@@ -183,6 +196,7 @@ std::string host_usage() {
     return "Usage: zevo-dm [options] send REQUEST...\n"
            "       zevo-dm [options] session\n"
            "       zevo-dm --manifest FILE --simulator-control ADDRESS:PORT [options] session\n"
+           "       zevo-dm [options] serve\n"
            "\n"
            "Starts the ten simulated key-handling services in this process (the platform's local\n"
            "binding), loads the diagnostic plug-in with dlopen, makes one extension per data\n"
@@ -214,6 +228,13 @@ std::string host_usage() {
            "                  call, a service withdrawn and found again. Prints '# step', '-> request'\n"
            "                  and '<- response' per step, and 'expected ...' under a response that\n"
            "                  differs from the simulator's expectation; the session goes on.\n"
+           "  serve           put the server on the network as a DoIP entity (ISO 13400-2) for\n"
+           "                  real testers: TCP and UDP on --listen, vehicle identification,\n"
+           "                  routing activation, diagnostic messages to the logical or the\n"
+           "                  functional address. Prints 'zevo-dm: serving DoIP on ADDRESS port\n"
+           "                  PORT, logical address HEX' once it listens, and serves until SIGINT\n"
+           "                  or SIGTERM: then it stops accepting, cancels the running jobs,\n"
+           "                  closes every connection, detaches the extensions and exits 0.\n"
            "\n"
            "Options (before or after the command; --name VALUE or --name=VALUE):\n"
            "  --plugin PATH            plug-in to load\n"
@@ -252,12 +273,16 @@ std::string host_usage() {
            "  --p2-star MS             P2*server, a multiple of 10 (default: 5000)\n"
            "  --max-response-size N    longest answer; longer reads get 7F 22 14 (default: 4095)\n"
            "  -h, --help               print this help and exit\n"
+           "\n" +
+           serve_usage() +
            "\n"
            "Exit codes: 0 done; 1 an answer not as expected (send, session); 2 bad command line,\n"
            "scenario file, description or plug-in; 3 services not found within the discovery timeout;\n"
+           "4 serve cannot listen on its address and port;\n"
            "130 interrupted by SIGINT (Ctrl-C), 143 by SIGTERM: the running job is cancelled\n"
-           "through the extension's cancel and the host ends normally; a second signal, or a\n"
-           "host still running 5 s after the first, ends it at once with the same code.\n";
+           "through the extension's cancel and the host ends normally (serve ends with 0, since\n"
+           "a signal is how it is meant to stop); a second signal, or a host still running 5 s\n"
+           "after the first, ends it at once with 130 or 143.\n";
 }
 
 }  // namespace zevo::host

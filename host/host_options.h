@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/expectation.h"
+#include "host/serve_options.h"
 
 namespace zevo::host {
 
@@ -19,10 +20,20 @@ public:
     using std::invalid_argument::invalid_argument;
 };
 
+/// A 16-bit address in hex given to option `name`: two or four digits, optionally behind "0x"
+/// ("0E80", "0x0e80", "F1"). Throws Option_error naming the option, with `example` ("0E80").
+std::uint16_t parse_hex_address(const std::string& name, const std::string& text, const std::string& example);
+
+/// A decimal number from `minimum` to `maximum` (at most 18 digits) given to option `name`.
+/// Throws Option_error naming the option, the value and `what` it wants ("a level from 0 to 6").
+long long parse_number(const std::string& name, const std::string& text, long long minimum, long long maximum,
+                       const char* what);
+
 enum class Host_command {
     none,     /**< no command given: print the help, exit 2 */
     send,     /**< send requests, print the answers, compare them with their expectations */
     session,  /**< run the simulator's scripted session over every served identifier */
+    serve,    /**< serve DoIP testers until SIGINT or SIGTERM */
 };
 
 /// The path of the plug-in built together with this host.
@@ -72,13 +83,17 @@ struct Host_options {
     /// withdraws and offers its services and waits for held calls; only without the embedded
     /// simulator. Default none.
     std::optional<std::string> simulator_control;
+    /// serve: the DoIP entity's address, identity and limits (--listen, --logical-address, --vin,
+    /// --eid, --gid, --testers, --functional-address, --max-testers). Only with serve.
+    Serve_options serve;
 };
 
 /// Options and command from the arguments behind the program name. Options may stand before or
 /// after the command, as "--plugin PATH" or "--plugin=PATH". Throws Option_error for an unknown
 /// option, a missing or bad value, an unknown or repeated command, bad hex, stray arguments, for
-/// session without a simulator to drive (neither the embedded one nor --simulator-control), and
-/// for --simulator-control beside the embedded simulator.
+/// session without a simulator to drive (neither the embedded one nor --simulator-control), for
+/// --simulator-control beside the embedded simulator, and for an option of serve given to another
+/// command.
 Host_options parse_host_options(const std::vector<std::string>& arguments);
 
 /// The level `send` logs at unless asked for more: warnings and errors, so that its answer is not

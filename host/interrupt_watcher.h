@@ -8,6 +8,7 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace zevo::host {
 
@@ -49,6 +50,22 @@ private:
     int signal_ = 0;         // guarded by mutex_
     bool stopping_ = false;  // guarded by mutex_
     std::thread thread_;     // started last
+};
+
+/// Sets the watcher's reaction for as long as it lives: whatever the reaction refers to must
+/// outlive the guard, and the destructor waits for a reaction that runs. A guard made while
+/// another lives replaces that one's reaction; its destructor leaves none set.
+class Reaction_guard {
+public:
+    Reaction_guard(Interrupt_watcher& watcher, Interrupt_watcher::Reaction reaction) : watcher_(watcher) {
+        watcher_.set_reaction(std::move(reaction));
+    }
+    ~Reaction_guard() { watcher_.set_reaction({}); }
+    Reaction_guard(const Reaction_guard&) = delete;
+    Reaction_guard& operator=(const Reaction_guard&) = delete;
+
+private:
+    Interrupt_watcher& watcher_;
 };
 
 }  // namespace zevo::host

@@ -44,11 +44,15 @@ Steady_timer_queue::~Steady_timer_queue() {
 
 Timer_queue::Timer_id Steady_timer_queue::schedule_at(Time at, Callback callback) {
     Timer_id id = 0;
+    bool sooner = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         id = timers_.add(at, std::move(callback));
+        sooner = at < wakes_at_;
     }
-    changed_.notify_all();
+    // A thread that wakes by then anyway finds the timer itself: a request's P2 timer, set
+    // and cancelled once per request, does not cost the timer thread a wake-up each time.
+    if (sooner) changed_.notify_all();
     return id;
 }
 
@@ -72,10 +76,13 @@ void Steady_timer_queue::run() {
         }
         Time at;
         if (timers_.earliest(at)) {
+            wakes_at_ = at;
             changed_.wait_until(lock, at);
         } else {
+            wakes_at_ = Time::max();
             changed_.wait(lock);
         }
+        wakes_at_ = Time::min();  // awake: the list is looked at again before the next wait
     }
 }
 

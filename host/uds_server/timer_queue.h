@@ -77,6 +77,9 @@ private:
     std::condition_variable changed_;
     Timer_list timers_;    // guarded by mutex_
     bool ending_ = false;  // guarded by mutex_
+    // When the waiting thread wakes by itself (max: not before it is told; min: it is awake).
+    // Guarded by mutex_; only a timer due before it needs to wake the thread.
+    Time wakes_at_ = Time::min();
     std::thread thread_;   // started last
 };
 

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "child_process.h"
+#include "loopback_capture.h"
 #include "host/doip/tester/doip_link.h"
 
 namespace zevo::doip::testing {
@@ -129,53 +130,24 @@ TEST_F(doip_outside_tester, zevo_tester_rejects_a_bad_request_line) {
 }
 
 TEST_F(doip_outside_tester, tshark_decodes_the_exchange_without_malformed_packets_or_errors) {
-    if (::geteuid() != 0) GTEST_SKIP() << "capturing on lo needs root";
-    if (!executable("/usr/bin/tshark")) GTEST_SKIP() << "tshark is not installed (scripts/install-deps.sh installs it)";
-    char directory[] = "/tmp/zevo_doip_captureXXXXXX";
-    ASSERT_NE(::mkdtemp(directory), nullptr);
-    const std::string capture = std::string(directory) + "/doip.pcapng";
-    {
-        // Datagrams to a port of the test's own mark the start and the end of what tshark must
-        // have seen (its summary lines, -P, say "Len=3" and "Len=5"; no DoIP frame is that short).
-        Udp_link marker("127.0.0.1");
-        const std::string marker_port = std::to_string(marker.port());
-        Child_process tshark({"/usr/bin/tshark", "-i", "lo", "-f", "port " + port_ + " or port " + marker_port, "-a",
-                              "duration:60", "-l", "-P", "-w", capture});
-        bool capturing = false;
-        for (int attempt = 0; attempt < 100 && !capturing; ++attempt) {
-            marker.send_to({1, 2, 3}, "127.0.0.1", marker.port());
-            capturing = !tshark.wait_for_line("Len=3", 200ms).empty();
-        }
-        ASSERT_TRUE(capturing) << "tshark did not start capturing";
-        Run_result exchange = tester({"--doip-version", "3", "22 F1 90", "31 01 C0 0A => 71 01 C0 0A", "3E 00"});
-        EXPECT_EQ(exchange.exit_code, 0) << exchange.out << exchange.err;
-        Run_result discovered = tester({"--discover", "--host", "127.0.0.1"});
-        EXPECT_EQ(discovered.exit_code, 0);
-        marker.send_to({1, 2, 3, 4, 5}, "127.0.0.1", marker.port());
-        EXPECT_FALSE(tshark.wait_for_line("Len=5", 20s).empty()) << "tshark missed the end of the exchange";
-        tshark.send_signal(SIGINT);
-        Run_result stopped = tshark.finish(20s);
-        EXPECT_NE(stopped.exit_code, -1) << "tshark had to be killed: " << stopped.err;
-    }
-    const std::string decode_as = "-d", tcp = "tcp.port==" + port_ + ",doip", udp = "udp.port==" + port_ + ",doip";
-    Child_process types({"/usr/bin/tshark", "-r", capture, decode_as, tcp, decode_as, udp, "-Y", "doip", "-T",
-                         "fields", "-e", "doip.type"});
-    Run_result decoded = types.finish(60s);
+    if (const std::string why = Loopback_capture::unusable(); !why.empty()) GTEST_SKIP() << why;
+    Loopback_capture capture(port_);
+    ASSERT_TRUE(capture.start()) << "tshark did not start capturing";
+    Run_result exchange = tester({"--doip-version", "3", "22 F1 90", "31 01 C0 0A => 71 01 C0 0A", "3E 00"});
+    EXPECT_EQ(exchange.exit_code, 0) << exchange.out << exchange.err;
+    Run_result discovered = tester({"--discover", "--host", "127.0.0.1"});
+    EXPECT_EQ(discovered.exit_code, 0);
+    EXPECT_TRUE(capture.stop()) << "tshark missed the end of the exchange or had to be killed";
+    Run_result decoded = capture.payload_types();
     EXPECT_EQ(decoded.exit_code, 0) << decoded.err;
     for (const char* type : {"0x0001", "0x0004", "0x0005", "0x0006", "0x8001", "0x8002"}) {
         EXPECT_NE(decoded.out.find(type), std::string::npos) << "no DoIP message of type " << type << ":\n"
                                                              << decoded.out;
     }
-    Child_process problems({"/usr/bin/tshark", "-r", capture, decode_as, tcp, decode_as, udp, "-Y",
-                            "_ws.malformed || _ws.expert.severity >= \"error\""});
-    Run_result found = problems.finish(60s);
+    Run_result found = capture.problems();
     EXPECT_EQ(found.exit_code, 0) << found.err;
     EXPECT_EQ(found.out, "") << "malformed packets or expert errors:\n" << found.out;
-    Child_process expert({"/usr/bin/tshark", "-r", capture, decode_as, tcp, decode_as, udp, "-q", "-z", "expert,error"});
-    Run_result summary = expert.finish(60s);
-    EXPECT_EQ(summary.out.find("Errors ("), std::string::npos) << summary.out;
-    std::remove(capture.c_str());
-    ::rmdir(directory);
+    EXPECT_EQ(capture.expert_errors().out.find("Errors ("), std::string::npos);
 }
 
 class doip_outside_tester_one_socket : public doip_outside_tester {

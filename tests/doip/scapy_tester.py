@@ -1,9 +1,11 @@
 #!/usr/bin/python3
 """An independent tester: scapy's DoIP and UDS layers against the entity on 127.0.0.1.
 
-Usage: scapy_tester.py PORT. Runs vehicle identification over UDP, routing activation through
-DoIPSocket, and diagnostic messages; prints "ok" and exits 0 when every answer is right,
-otherwise names the first wrong one and exits 1.
+Usage: scapy_tester.py PORT [REQUEST=ANSWER...]. Runs vehicle identification over UDP, routing
+activation through DoIPSocket, and diagnostic messages; prints "ok" and exits 0 when every answer
+is right, otherwise names the first wrong one and exits 1. Without exchanges it sends its own
+(those of the DoIP test server); REQUEST=ANSWER pairs in hex ("222c56=622c56000002") replace
+them, each request built by scapy's UDS layer and each final answer compared byte for byte.
 """
 import socket
 import sys
@@ -71,6 +73,19 @@ def diagnostic(sock, uds):
         return answer.payload
 
 
+def given_exchanges(sock, pairs):
+    """Sends each REQUEST of REQUEST=ANSWER and compares the final answer with ANSWER exactly."""
+    for pair in pairs:
+        request, expected = (bytes.fromhex(part) for part in pair.split("="))
+        uds = UDS(request)
+        if bytes(uds) != request:
+            fail("scapy's UDS layer rebuilt %s as %s" % (request.hex(), bytes(uds).hex()))
+        answer = bytes(diagnostic(sock, uds))
+        if answer != expected:
+            fail("%s answered %s, expected %s" % (request.hex(), answer.hex(), expected.hex()))
+        print("%s -> %s (%s)" % (request.hex(), answer.hex(), UDS(answer).summary()))
+
+
 def main():
     port = int(sys.argv[1])
     identification(port)
@@ -79,6 +94,11 @@ def main():
     if getattr(sock, "target_address", None) != ENTITY:
         fail("routing activation did not succeed")
     sock.ins.settimeout(3)
+    if len(sys.argv) > 2:
+        given_exchanges(sock, sys.argv[2:])
+        sock.close()
+        print("ok")
+        return
     answer = diagnostic(sock, UDS() / UDS_RDBI(identifiers=[0xF190]))
     if answer.service != 0x62 or bytes(answer)[3:] != b"ZEVOBENCH00000001":
         fail("read VIN answered %s" % bytes(answer).hex())

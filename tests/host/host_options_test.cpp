@@ -227,7 +227,7 @@ TEST(host_options, help_takes_no_value) {
 }
 
 TEST(host_options, unknown_command_is_refused) {
-    EXPECT_EQ(error_of({"read", "2C56"}), "unknown command 'read' (commands: send, session)");
+    EXPECT_EQ(error_of({"read", "2C56"}), "unknown command 'read' (commands: send, session, serve)");
 }
 
 TEST(host_options, send_without_bytes_is_refused) {
@@ -273,6 +273,141 @@ TEST(host_options, the_environment_s_level_is_kept_for_every_command) {
 TEST(host_options, log_level_option_wins_over_environment_and_command) {
     EXPECT_EQ(log_level_to_set(parse_host_options({"--log-level", "5", "send", "22", "2C", "56"}), "2"), 5);
     EXPECT_EQ(log_level_to_set(parse_host_options({"--log-level", "0", "session"}), nullptr), 0);
+}
+
+// ---- serve: the DoIP entity
+
+doip::Entity_config entity_of(const std::vector<std::string>& arguments) {
+    return parse_host_options(arguments).serve.entity;
+}
+
+TEST(host_options, serve_is_a_command_without_arguments_and_allows_no_simulator) {
+    EXPECT_EQ(parse_host_options({"serve"}).command, Host_command::serve);
+    EXPECT_FALSE(parse_host_options({"--no-simulator", "serve"}).simulator);
+    EXPECT_EQ(error_of({"serve", "22"}), "serve takes no arguments, got '22'");
+    EXPECT_EQ(log_level_to_set(parse_host_options({"serve"}), nullptr), std::nullopt);
+}
+
+TEST(host_options, serve_defaults_are_those_of_the_entity) {
+    const doip::Entity_config defaults;
+    const doip::Entity_config entity = entity_of({"serve"});
+    EXPECT_EQ(entity.address, "127.0.0.1");
+    EXPECT_EQ(entity.port, 13400);
+    EXPECT_EQ(entity.logical_address, 0x0010);
+    EXPECT_EQ(entity.vin, defaults.vin);
+    EXPECT_EQ(entity.eid, defaults.eid);
+    EXPECT_EQ(entity.gid, defaults.gid);
+    EXPECT_EQ(entity.tester_min, 0x0E00);
+    EXPECT_EQ(entity.tester_max, 0x0FFF);
+    EXPECT_EQ(entity.functional_address, 0xE400);
+    EXPECT_EQ(entity.max_testers, 4);
+}
+
+TEST(host_options, listen_takes_an_address_and_an_optional_port) {
+    EXPECT_EQ(entity_of({"serve", "--listen", "127.0.0.2"}).address, "127.0.0.2");
+    EXPECT_EQ(entity_of({"serve", "--listen", "127.0.0.2"}).port, 13400);
+    EXPECT_EQ(entity_of({"--listen=0.0.0.0:0", "serve"}).address, "0.0.0.0");
+    EXPECT_EQ(entity_of({"--listen=0.0.0.0:0", "serve"}).port, 0);
+    EXPECT_EQ(entity_of({"serve", "--listen", "10.1.2.3:65535"}).port, 65535);
+}
+
+TEST(host_options, bad_listen_is_refused) {
+    for (const char* bad : {"", "localhost", "127.0.0", "::1", ":13400", "127.0.0.256"}) {
+        EXPECT_EQ(error_of({"serve", "--listen", bad}),
+                  "--listen wants an IPv4 address and an optional port, ADDRESS[:PORT], not '" + std::string(bad) + "'");
+    }
+    EXPECT_EQ(error_of({"serve", "--listen", "127.0.0.1:65536"}),
+              "--listen wants a port from 0 (a free one) to 65535, not '65536'");
+    EXPECT_EQ(error_of({"serve", "--listen", "127.0.0.1:"}), "--listen wants a port from 0 (a free one) to 65535, not ''");
+    EXPECT_EQ(error_of({"serve", "--listen"}), "--listen needs a value");
+}
+
+TEST(host_options, logical_address_is_a_vehicle_node_s_address_in_hex) {
+    EXPECT_EQ(entity_of({"serve", "--logical-address", "0x0201"}).logical_address, 0x0201);
+    EXPECT_EQ(entity_of({"serve", "--logical-address=7FFF"}).logical_address, 0x7FFF);
+    EXPECT_EQ(entity_of({"serve", "--logical-address", "01"}).logical_address, 0x0001);
+    for (const char* bad : {"0000", "0E80", "0FFF", "8000", "E400"}) {
+        EXPECT_EQ(error_of({"serve", "--logical-address", bad}),
+                  "--logical-address wants a vehicle node's address (0001-0DFF or 1000-7FFF), not '" + std::string(bad) +
+                      "'");
+    }
+    EXPECT_EQ(error_of({"serve", "--logical-address", "10000"}),
+              "--logical-address wants a 16-bit hex address such as 0010 or 0x0010, not '10000'");
+}
+
+TEST(host_options, vin_takes_17_printable_characters) {
+    const doip::Entity_config entity = entity_of({"serve", "--vin", "WVWZZZ1JZXW000001"});
+    EXPECT_EQ(std::string(entity.vin.begin(), entity.vin.end()), "WVWZZZ1JZXW000001");
+    for (const char* bad : {"", "WVWZZZ1JZXW00000", "WVWZZZ1JZXW0000012", "WVWZZZ1JZ W000001"}) {
+        EXPECT_EQ(error_of({"serve", "--vin", bad}),
+                  "--vin wants 17 printable ASCII characters, not '" + std::string(bad) + "'");
+    }
+}
+
+TEST(host_options, eid_and_gid_take_6_bytes_in_hex) {
+    const doip::Entity_config entity = entity_of({"serve", "--eid", "00163EA1B2C3", "--gid=0a0b0c0d0e0f"});
+    EXPECT_EQ(entity.eid, (doip::Entity_id{0x00, 0x16, 0x3E, 0xA1, 0xB2, 0xC3}));
+    EXPECT_EQ(entity.gid, (doip::Entity_id{0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F}));
+    for (const char* option : {"--eid", "--gid"}) {
+        for (const char* bad : {"", "00163EA1B2", "00163EA1B2C3D4", "00163EA1B2CZ", "00163EA1B2C"}) {
+            EXPECT_EQ(error_of({"serve", option, bad}), std::string(option) +
+                                                            " wants 6 bytes as 12 hex digits such as 025A45564F01, not '" +
+                                                            bad + "'");
+        }
+    }
+}
+
+TEST(host_options, testers_take_a_range_of_tester_addresses) {
+    const doip::Entity_config entity = entity_of({"serve", "--testers", "0E80-0EFF"});
+    EXPECT_EQ(entity.tester_min, 0x0E80);
+    EXPECT_EQ(entity.tester_max, 0x0EFF);
+    EXPECT_EQ(entity_of({"serve", "--testers=0x0F00-0x0F00"}).tester_max, 0x0F00);
+}
+
+TEST(host_options, bad_testers_are_refused) {
+    EXPECT_EQ(error_of({"serve", "--testers", "0E80"}), "--testers wants a range LOW-HIGH such as 0E00-0FFF, not '0E80'");
+    EXPECT_EQ(error_of({"serve", "--testers", "0EFF-0E80"}),
+              "--testers wants LOW-HIGH with LOW not above HIGH, not '0EFF-0E80'");
+    EXPECT_EQ(error_of({"serve", "--testers", "0010-0E80"}), "--testers wants tester addresses (0E00-0FFF), not '0010'");
+    EXPECT_EQ(error_of({"serve", "--testers", "0E00-1000"}), "--testers wants tester addresses (0E00-0FFF), not '1000'");
+    EXPECT_NE(error_of({"serve", "--testers", "0E00-ZZ"}).find("--testers wants a 16-bit hex address"), std::string::npos);
+}
+
+TEST(host_options, functional_address_is_a_functional_group_address) {
+    EXPECT_EQ(entity_of({"serve", "--functional-address", "E000"}).functional_address, 0xE000);
+    EXPECT_EQ(entity_of({"serve", "--functional-address", "0xEFFF"}).functional_address, 0xEFFF);
+    EXPECT_EQ(error_of({"serve", "--functional-address", "DFFF"}),
+              "--functional-address wants a functional group address (E000-EFFF), not 'DFFF'");
+    EXPECT_EQ(error_of({"serve", "--functional-address", "F000"}),
+              "--functional-address wants a functional group address (E000-EFFF), not 'F000'");
+    EXPECT_NE(error_of({"serve", "--functional-address", "E40"}).find("--functional-address wants a 16-bit hex address"),
+              std::string::npos);
+}
+
+TEST(host_options, max_testers_takes_1_to_255) {
+    EXPECT_EQ(entity_of({"serve", "--max-testers", "1"}).max_testers, 1);
+    EXPECT_EQ(entity_of({"serve", "--max-testers=255"}).max_testers, 255);
+    for (const char* bad : {"0", "256", "-1", "x", ""}) {
+        EXPECT_EQ(error_of({"serve", "--max-testers", bad}),
+                  "--max-testers wants a number from 1 to 255, not '" + std::string(bad) + "'");
+    }
+}
+
+TEST(host_options, serve_options_are_refused_with_other_commands) {
+    EXPECT_EQ(error_of({"--listen", "127.0.0.1:0", "send", "3E", "00"}), "--listen is an option of serve");
+    EXPECT_EQ(error_of({"session", "--max-testers", "2", "--vin", "WVWZZZ1JZXW000001"}),
+              "--max-testers is an option of serve");
+}
+
+TEST(host_options, help_text_names_serve_and_its_options_with_their_defaults) {
+    const std::string usage = host_usage();
+    for (const char* word : {"zevo-dm [options] serve", "--listen ADDR[:PORT]", "127.0.0.1:13400",
+                             "--logical-address HEX", "(default: 0010)", "--vin TEXT", "ZEVOBENCH00000001",
+                             "--eid HEX12", "--gid HEX12", "025A45564F01", "--testers LO-HI", "0E00-0FFF",
+                             "--functional-address HEX", "E400", "--max-testers N", "(default: 4)",
+                             "serving DoIP on", "4 serve cannot listen"}) {
+        EXPECT_NE(usage.find(word), std::string::npos) << word;
+    }
 }
 
 }  // namespace

@@ -1,0 +1,25 @@
+#include "host/doip_bridge.h"
+
+#include "host/hex_bytes.h"
+
+namespace zevo::host {
+
+void Doip_bridge::on_request(doip::Diagnostic_request request, doip::Diagnostic_reply reply) {
+    Request_done done;
+    if (note_) {
+        done = [note = note_, request_text = format_hex_bytes(request.uds), source = request.source,
+                connection = request.connection](const Request_end& end) {
+            if (end.kind != Request_end::Kind::cancelled) return;
+            note("request " + request_text + " of tester " + format_hex_value(source, 4) + " on connection " +
+                 std::to_string(connection) + " cancelled");
+        };
+    }
+    // The entity's reply already refuses to send once the connection is gone, as the server
+    // expects of a reply to a tester that left.
+    server_.on_request(request.connection, request.source, request.functional, std::move(request.uds),
+                       std::move(reply), std::move(done));
+}
+
+void Doip_bridge::on_connection_closed(std::uint64_t connection) { server_.on_tester_gone(connection); }
+
+}  // namespace zevo::host
