@@ -28,7 +28,7 @@
 #include <vector>
 
 #include "bench/measurement.h"
-#include "child_process.h"
+#include "tests/support/child_process.h"
 #include "host/doip/frame_codec.h"
 #include "host/doip/tester/doip_link.h"
 #include "host/extension_set.h"
@@ -52,7 +52,7 @@ namespace {
 using namespace std::chrono_literals;
 using namespace zevo::bench;
 using zevo::doip::Bytes;
-using zevo::doip::testing::Child_process;
+using zevo::test_support::Child_process;
 
 struct Options {
     std::size_t rounds = 5000;                    ///< requests per latency figure

@@ -13,10 +13,13 @@
 #include <string>
 #include <vector>
 
-#include "child_process.h"
+#include "tests/support/child_process.h"
 #include "host/doip/tester/doip_link.h"
 
 namespace zevo::doip::testing {
+
+using test_support::Child_process;
+using test_support::Run_result;
 
 class Loopback_capture {
 public:

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <memory>
 
-#include "child_process.h"
+#include "tests/support/child_process.h"
 #include "loopback_capture.h"
 #include "host/doip/tester/doip_link.h"
 

@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "child_process.h"
+#include "tests/support/child_process.h"
 
 namespace zevo::serve::testing {
 
-using doip::testing::Child_process;
-using doip::testing::Run_result;
+using test_support::Child_process;
+using test_support::Run_result;
 using namespace std::chrono_literals;
 
 /// A file of the test's own in /tmp, removed with the object.
