@@ -76,6 +76,18 @@ Idle_cost timed_out_idle_cost(std::size_t& unexpected) {
     return cost;
 }
 
+/// The floor under (c): a thread that does nothing but sleep 1 ms at a time for one second. What
+/// one of its wake-ups costs is what the kernel (and a hypervisor beneath it) charges for any
+/// timed sleep, whoever sleeps.
+Idle_cost sleeping_idle_cost() {
+    return idle_cost_of([] {
+        const auto end = Clock::now() + idle_period;
+        while (Clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+}
+
 std::string text_us(double value) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f us", value);
@@ -191,6 +203,7 @@ int main(int argc, char** argv) {
     Idle_cost idle_job;
     Idle_cost idle_plain;
     Idle_cost idle_loop;
+    Idle_cost idle_sleep;
     std::size_t loop_passes = 0;
     for (std::size_t run = 0; run < options.idle_runs; ++run) {
         idle_plain += timed_out_idle_cost(unexpected);
@@ -199,6 +212,7 @@ int main(int argc, char** argv) {
         loop_passes += loop.passes();
         Job_waiter job;
         idle_job += answered_idle_cost(job, unexpected);
+        idle_sleep += sleeping_idle_cost();
     }
 
     print_header(options);
@@ -221,6 +235,7 @@ int main(int argc, char** argv) {
     const double wake_ups_per_pass = static_cast<double>(idle_loop.usage.voluntary_switches) /
                                      static_cast<double>(std::max<std::size_t>(loop_passes, 1));
     const double job_wake_ups = static_cast<double>(std::max(idle_job.usage.voluntary_switches, 1L));
+    const double sleep_wake_ups = static_cast<double>(std::max(idle_sleep.usage.voluntary_switches, 1L));
     std::printf(
         "\njob:         a read of the 0x2C56 shape in job_flow's polling loop, kel::com future, fake service\n"
         "std::future: (a) std::promise::set_value -> std::future::get returns; "
@@ -232,9 +247,12 @@ int main(int argc, char** argv) {
         "wake-ups:    voluntary context switches of the waiting thread (getrusage RUSAGE_THREAD). Bare loop: "
         "%.0f passes a second counted, %.2f wake-ups a pass;\n"
         "             job: %.0f passes a second derived from its wake-ups at that rate (not counted), "
-        "%.1f us of processor time a wake-up\n",
+        "%.1f us of processor time a wake-up\n"
+        "floor:       a thread that only sleeps 1 ms at a time (std::this_thread::sleep_for): %.3f %% of a core, "
+        "%.0f wake-ups a second, %.1f us a wake-up\n",
         static_cast<double>(loop_passes) / loop_seconds, wake_ups_per_pass,
-        idle_job.wake_ups_per_second() / wake_ups_per_pass, microseconds(idle_job.usage.cpu) / job_wake_ups);
+        idle_job.wake_ups_per_second() / wake_ups_per_pass, microseconds(idle_job.usage.cpu) / job_wake_ups,
+        idle_sleep.percent_of_core(), idle_sleep.wake_ups_per_second(), microseconds(idle_sleep.usage.cpu) / sleep_wake_ups);
     if (unexpected != 0) {
         std::fprintf(stderr, "job_wait_bench: %zu waits ended otherwise than planned; the figures are void\n",
                      unexpected);
