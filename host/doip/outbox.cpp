@@ -1,0 +1,119 @@
+#include "host/doip/outbox.h"
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+namespace zevo::doip {
+
+Outbox::Outbox(int descriptor, std::size_t max_waiting, const Clock& clock, Notify notify)
+    : descriptor_(descriptor), max_waiting_(max_waiting), clock_(clock), notify_(std::move(notify)) {}
+
+bool Outbox::send(Bytes frame) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return send_locked(std::move(frame));
+}
+
+bool Outbox::send_answer(Bytes frame) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!accepting_) return false;
+    note_activity(clock_.now());
+    return send_locked(std::move(frame));
+}
+
+bool Outbox::send_locked(Bytes frame) {
+    if (!accepting_) return false;
+    waiting_bytes_ += frame.size();
+    waiting_.push_back(std::move(frame));
+    if (blocked_) {
+        // Behind what the kernel would not take; the I/O thread's flush() writes it in order.
+    } else {
+        switch (write_waiting_locked()) {
+            case Written::all:
+                return true;
+            case Written::blocked:
+                blocked_ = true;
+                notify_(Need::wait_writable);
+                break;
+            case Written::broken:
+                accepting_ = false;
+                notify_(Need::close_broken);
+                return false;
+        }
+    }
+    if (waiting_bytes_ > max_waiting_) {
+        accepting_ = false;
+        notify_(Need::reset_slow_reader);
+    }
+    return true;
+}
+
+Outbox::Written Outbox::write_waiting_locked() {
+    while (!waiting_.empty()) {
+        if (descriptor_ < 0) return Written::broken;
+        const Bytes& front = waiting_.front();
+        // MSG_DONTWAIT: never blocks the sending thread, whatever the descriptor's mode;
+        // MSG_NOSIGNAL: a tester gone is an error here, not SIGPIPE.
+        const ssize_t sent = ::send(descriptor_, front.data() + front_written_, front.size() - front_written_,
+                                    MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0) {
+            if (errno == EINTR) continue;
+            if (errno == EAGAIN || errno == EWOULDBLOCK) return Written::blocked;
+            return Written::broken;
+        }
+        front_written_ += static_cast<std::size_t>(sent);
+        if (front_written_ == front.size()) {
+            waiting_bytes_ -= front.size();
+            waiting_.pop_front();
+            front_written_ = 0;
+        }
+    }
+    return Written::all;
+}
+
+Outbox::Flushed Outbox::flush() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    switch (write_waiting_locked()) {
+        case Written::all:
+            blocked_ = false;
+            return Flushed::all;
+        case Written::blocked:
+            return Flushed::waiting;
+        case Written::broken:
+            break;
+    }
+    accepting_ = false;
+    return Flushed::broken;
+}
+
+void Outbox::stop_accepting() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    accepting_ = false;
+}
+
+bool Outbox::empty() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return waiting_.empty();
+}
+
+bool Outbox::delivered() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!waiting_.empty()) return false;
+    if (descriptor_ < 0) return true;
+    int unacknowledged = 0;  // the kernel's send queue: bytes not yet acknowledged, and the FIN
+    if (::ioctl(descriptor_, SIOCOUTQ, &unacknowledged) != 0) return false;
+    return unacknowledged == 0;
+}
+
+void Outbox::release() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    accepting_ = false;
+    descriptor_ = -1;
+    waiting_.clear();
+    waiting_bytes_ = 0;
+    front_written_ = 0;
+}
+
+}  // namespace zevo::doip
