@@ -142,7 +142,9 @@ void Connection::close_socket(bool reset) {
 
 void Connection::close(const std::string& reason) {
     const bool first = state_ == State::open;
-    close_socket(false);
+    if (state_ == State::closed) return;
+    // A lingering connection whose tester has not taken everything is reset, as at the linger's end.
+    close_socket(state_ == State::lingering && !outbox_->delivered());
     if (first) events_.on_closed(*this, reason);
 }
 

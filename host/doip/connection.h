@@ -47,7 +47,8 @@ public:
     // after this call: then with a reset if the tester has not taken it all, so that a
     // tester that does not read cannot hold the socket. Reports on_closed at once.
     void close_after_send(const std::string& reason);
-    // Closes now; frames still waiting are dropped.
+    // Closes now; frames still waiting are dropped (a lingering connection whose tester has
+    // not taken everything is reset).
     void close(const std::string& reason);
     bool open() const { return state_ == State::open; }
     // The socket is closed (a lingering connection is neither open nor closed).

@@ -43,9 +43,10 @@ bool Outbox::send_locked(Bytes frame) {
                 return false;
         }
     }
-    if (waiting_bytes_ > max_waiting_) {
+    if (waiting_bytes_ > max_waiting_) {  // this frame will not go out: the connection is reset
         accepting_ = false;
         notify_(Need::reset_slow_reader);
+        return false;
     }
     return true;
 }
