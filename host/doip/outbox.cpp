@@ -3,7 +3,9 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 
+#include <array>
 #include <cerrno>
 
 namespace zevo::doip {
@@ -27,22 +29,9 @@ bool Outbox::send_locked(Bytes frame) {
     if (!accepting_) return false;
     waiting_bytes_ += frame.size();
     waiting_.push_back(std::move(frame));
-    if (blocked_) {
-        // Behind what the kernel would not take; the I/O thread's flush() writes it in order.
-    } else {
-        switch (write_waiting_locked()) {
-            case Written::all:
-                return true;
-            case Written::blocked:
-                blocked_ = true;
-                notify_(Need::wait_writable);
-                break;
-            case Written::broken:
-                accepting_ = false;
-                notify_(Need::close_broken);
-                return false;
-        }
-    }
+    // Behind what the kernel would not take the frame waits for the I/O thread's flush().
+    if (!blocked_ && !corked_) write_locked();
+    if (!accepting_) return false;  // the connection broke
     if (waiting_bytes_ > max_waiting_) {  // this frame will not go out: the connection is reset
         accepting_ = false;
         notify_(Need::reset_slow_reader);
@@ -51,22 +40,64 @@ bool Outbox::send_locked(Bytes frame) {
     return true;
 }
 
+void Outbox::write_locked() {
+    switch (write_waiting_locked()) {
+        case Written::all:
+            break;
+        case Written::blocked:
+            blocked_ = true;
+            notify_(Need::wait_writable);
+            break;
+        case Written::broken:
+            accepting_ = false;
+            notify_(Need::close_broken);
+            break;
+    }
+}
+
+void Outbox::cork() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    corked_ = true;
+}
+
+void Outbox::uncork() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    corked_ = false;
+    if (!blocked_ && descriptor_ >= 0) write_locked();
+}
+
 Outbox::Written Outbox::write_waiting_locked() {
+    constexpr std::size_t most_frames = 16;
     while (!waiting_.empty()) {
         if (descriptor_ < 0) return Written::broken;
-        const Bytes& front = waiting_.front();
+        // The waiting frames in one write: the tester gets them in one segment.
+        std::array<iovec, most_frames> parts{};
+        std::size_t count = 0;
+        for (auto frame = waiting_.begin(); frame != waiting_.end() && count < most_frames; ++frame, ++count) {
+            const std::size_t skip = count == 0 ? front_written_ : 0;
+            parts[count].iov_base = const_cast<std::uint8_t*>(frame->data() + skip);
+            parts[count].iov_len = frame->size() - skip;
+        }
+        msghdr message{};
+        message.msg_iov = parts.data();
+        message.msg_iovlen = count;
         // MSG_DONTWAIT: never blocks the sending thread, whatever the descriptor's mode;
         // MSG_NOSIGNAL: a tester gone is an error here, not SIGPIPE.
-        const ssize_t sent = ::send(descriptor_, front.data() + front_written_, front.size() - front_written_,
-                                    MSG_DONTWAIT | MSG_NOSIGNAL);
+        const ssize_t sent = ::sendmsg(descriptor_, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
         if (sent < 0) {
             if (errno == EINTR) continue;
             if (errno == EAGAIN || errno == EWOULDBLOCK) return Written::blocked;
             return Written::broken;
         }
-        front_written_ += static_cast<std::size_t>(sent);
-        if (front_written_ == front.size()) {
-            waiting_bytes_ -= front.size();
+        if (sent == 0) return Written::blocked;
+        for (auto left = static_cast<std::size_t>(sent); left > 0;) {
+            const std::size_t rest = waiting_.front().size() - front_written_;
+            if (left < rest) {
+                front_written_ += left;
+                break;
+            }
+            left -= rest;
+            waiting_bytes_ -= waiting_.front().size();
             waiting_.pop_front();
             front_written_ = 0;
         }

@@ -44,6 +44,11 @@ public:
     // of the connection (noted before the tester can see the answer).
     bool send_answer(Bytes frame);
 
+    // Until uncork(), frames wait here unwritten; uncork() writes them together, in one write
+    // where the kernel takes them (several frames, one TCP segment).
+    void cork();
+    void uncork();
+
     // The I/O thread, when the socket is writable after Need::wait_writable: writes what waits.
     Flushed flush();
     // No new frames; those waiting still go out through flush().
@@ -63,6 +68,8 @@ public:
 private:
     enum class Written { all, blocked, broken };
     bool send_locked(Bytes frame);
+    // Writes what waits unless the kernel has refused before; reports what the I/O thread must do.
+    void write_locked();
     Written write_waiting_locked();
 
     mutable std::mutex mutex_;
@@ -75,6 +82,7 @@ private:
     std::size_t waiting_bytes_ = 0;    ///< guarded by mutex_
     bool accepting_ = true;            ///< guarded by mutex_
     bool blocked_ = false;             ///< guarded by mutex_; the I/O thread waits for writability
+    bool corked_ = false;              ///< guarded by mutex_
     std::atomic<Time_point> last_activity_{};
 };
 

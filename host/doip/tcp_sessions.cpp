@@ -217,7 +217,11 @@ void Tcp_sessions::on_diagnostic(Connection& connection, std::uint8_t version, c
     if (message.uds.size() > config_.max_data_size) {
         return nack_diagnostic(connection, version, message, diagnostic_nack_code::message_too_large);
     }
-    // ISO 13400-2: the positive acknowledge goes out before any UDS answer.
+    // ISO 13400-2: the positive acknowledge goes out before any UDS answer. It is written once
+    // the request is with the server, whose worker can start meanwhile; an answer given by then
+    // waits behind it and goes out with it, in one write.
+    Outbox& outbox = *connection.outbox();
+    outbox.cork();
     connection.send(encode_diagnostic_ack(version, payload_type::diagnostic_ack,
                                           {message.target, message.source, 0x00, {}}));
     std::uint16_t entity = config_.logical_address;
@@ -233,6 +237,7 @@ void Tcp_sessions::on_diagnostic(Connection& connection, std::uint8_t version, c
     } catch (const std::exception& error) {
         log_warn(std::string("the diagnostic handler threw: ") + error.what());
     }
+    outbox.uncork();
 }
 
 void Tcp_sessions::nack_diagnostic(Connection& connection, std::uint8_t version, const Diagnostic_message& message,
