@@ -69,6 +69,7 @@ public:
     std::uint8_t version = version::iso_2012;    // of the last routing activation request
     Time_point connected_at{};
     std::optional<Time_point> alive_check_deadline;
+    std::optional<Time_point> timer_deadline;  // when timer() fires for the entity's deadlines
 
 private:
     enum class State {

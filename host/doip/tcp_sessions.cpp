@@ -254,6 +254,11 @@ void Tcp_sessions::arm_timer(Connection& connection) {
     if (connection.alive_check_deadline && *connection.alive_check_deadline < deadline) {
         deadline = *connection.alive_check_deadline;
     }
+    // A deadline that only moved later (every message moves the inactivity one) keeps the timer
+    // as it is: it fires at the earlier one and check_deadlines sets it again, so that a request
+    // costs no timer change.
+    if (connection.timer_deadline && *connection.timer_deadline <= deadline) return;
+    connection.timer_deadline = deadline;
     std::uint64_t id = connection.id();
     connection.timer().expire_at(deadline, [this, id] { check_deadlines(id); });
 }
@@ -262,6 +267,7 @@ void Tcp_sessions::check_deadlines(std::uint64_t id) {
     std::shared_ptr<Connection> connection = find(id);
     if (!connection) return;
     Time_point now = clock_.now();
+    connection->timer_deadline.reset();  // fired (or came early): set again below unless closed
     if (connection->alive_check_deadline && now >= *connection->alive_check_deadline) {
         connection->close("no answer to the alive check");
     } else if (!connection->source && now >= connection->connected_at + config_.initial_inactivity) {
