@@ -1,6 +1,7 @@
 // The outbox on a real TCP connection over 127.0.0.1: a frame sent from any thread is written
 // at once, without the I/O thread; what the kernel does not take waits in order until flush();
-// the limit of what may wait, a broken connection, and nothing written once stopped.
+// frames held while corked; the limit of what may wait, a broken connection, and nothing
+// written once stopped.
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -176,6 +177,21 @@ TEST_F(doip_outbox, more_than_the_limit_waiting_refuses_every_later_frame) {
     EXPECT_LE(taken, 4);
     EXPECT_EQ(needs_.seen(), (std::vector<Outbox::Need>{Outbox::Need::wait_writable, Outbox::Need::reset_slow_reader}));
     EXPECT_FALSE(sut.send({0x01}));
+}
+
+TEST_F(doip_outbox, frames_sent_while_corked_are_written_together_at_uncork) {
+    Outbox sut(pair_.sender(), 1 << 20, clock_, needs_.notify());
+    sut.cork();
+    EXPECT_TRUE(sut.send({0x01, 0x02}));
+    bool answered = false;
+    std::thread([&] { answered = sut.send_answer({0x03}); }).join();
+    EXPECT_TRUE(answered);
+    EXPECT_TRUE(pair_.receive_available().empty());
+    EXPECT_FALSE(sut.empty());
+    sut.uncork();
+    EXPECT_TRUE(sut.empty());
+    EXPECT_EQ(pair_.receive(3), (Bytes{0x01, 0x02, 0x03}));
+    EXPECT_TRUE(needs_.seen().empty());
 }
 
 TEST_F(doip_outbox, nothing_is_written_after_stop_accepting_or_release) {
