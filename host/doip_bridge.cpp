@@ -7,10 +7,11 @@ namespace zevo::host {
 void Doip_bridge::on_request(doip::Diagnostic_request request, doip::Diagnostic_reply reply) {
     Request_done done;
     if (note_) {
-        done = [note = note_, request_text = format_hex_bytes(request.uds), source = request.source,
+        // The text is made only for the rare request that ends cancelled.
+        done = [note = note_, uds = request.uds, source = request.source,
                 connection = request.connection](const Request_end& end) {
             if (end.kind != Request_end::Kind::cancelled) return;
-            note("request " + request_text + " of tester " + format_hex_value(source, 4) + " on connection " +
+            note("request " + format_hex_bytes(uds) + " of tester " + format_hex_value(source, 4) + " on connection " +
                  std::to_string(connection) + " cancelled");
         };
     }

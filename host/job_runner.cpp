@@ -39,12 +39,12 @@ Job_runner::~Job_runner() {
         const std::lock_guard<std::mutex> lock(mutex_);
         ending_ = true;
     }
-    changed_.notify_all();
+    for (Worker& worker : workers_) worker.wake.notify_one();
     for (Worker& worker : workers_) worker.thread.join();
 }
 
 std::optional<Job_runner::Job_id> Job_runner::start_locked(std::vector<Job_key>& keys, Extension_job job,
-                                                           Job_cancel cancel, Done done) {
+                                                           Job_cancel cancel, Done done, Worker*& to_wake) {
     if (interrupted_) throw Job_refused("the job was not run: the host was interrupted");
     for (Job_key key : keys) {
         if (busy_.count(key) != 0) return std::nullopt;
@@ -74,32 +74,38 @@ std::optional<Job_runner::Job_id> Job_runner::start_locked(std::vector<Job_key>&
     busy_.insert(entry->keys.begin(), entry->keys.end());
     running_.emplace(entry->id, entry);
     idle->assigned = entry;
-    changed_.notify_all();
+    to_wake = idle;
     return entry->id;
 }
 
 std::optional<Job_runner::Job_id> Job_runner::start(std::vector<Job_key> keys, Extension_job job, Job_cancel cancel,
                                                     Done done) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return start_locked(keys, std::move(job), std::move(cancel), std::move(done));
+    Worker* to_wake = nullptr;
+    std::unique_lock<std::mutex> lock(mutex_);
+    std::optional<Job_id> id = start_locked(keys, std::move(job), std::move(cancel), std::move(done), to_wake);
+    lock.unlock();
+    if (to_wake != nullptr) to_wake->wake.notify_one();
+    return id;
 }
 
 Job_runner::Outcome Job_runner::run(const std::vector<Job_key>& keys, const Extension_job& job,
                                     const Job_cancel& cancel) {
     std::promise<Outcome> finished;
     std::future<Outcome> outcome = finished.get_future();
+    Worker* to_wake = nullptr;
     {
         std::unique_lock<std::mutex> lock(mutex_);
         for (;;) {
             std::vector<Job_key> wanted = keys;
             // The job and its cancel stay on this stack until the outcome is in.
             if (start_locked(wanted, [&job] { return job(); }, [&cancel] { cancel(); },
-                             [&finished](const Outcome& result) { finished.set_value(result); })) {
+                             [&finished](const Outcome& result) { finished.set_value(result); }, to_wake)) {
                 break;
             }
             changed_.wait(lock);
         }
     }
+    if (to_wake != nullptr) to_wake->wake.notify_one();
     Outcome result = outcome.get();
     if (result.error) std::rethrow_exception(result.error);
     return result;
@@ -108,7 +114,7 @@ Job_runner::Outcome Job_runner::run(const std::vector<Job_key>& keys, const Exte
 void Job_runner::work(Worker& worker) {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-        changed_.wait(lock, [&] { return worker.assigned || ending_; });
+        worker.wake.wait(lock, [&] { return worker.assigned || ending_; });
         if (!worker.assigned) return;
         const std::shared_ptr<Entry> entry = worker.assigned;
         lock.unlock();
@@ -130,8 +136,8 @@ void Job_runner::work(Worker& worker) {
         // a job assigned meanwhile waits until Done has returned.
         worker.assigned.reset();
         ++finishing_;
-        changed_.notify_all();  // keys are free for run's waiters
         lock.unlock();
+        changed_.notify_all();  // keys are free for run's waiters
         if (entry->done) entry->done(outcome);
         lock.lock();
         --finishing_;

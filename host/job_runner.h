@@ -96,10 +96,14 @@ private:
     struct Entry;
     struct Worker {
         std::shared_ptr<Entry> assigned;  // guarded by mutex_; empty while idle
+        std::condition_variable wake;     // a job was assigned to this worker, or the end came
         std::thread thread;
     };
 
-    std::optional<Job_id> start_locked(std::vector<Job_key>& keys, Extension_job job, Job_cancel cancel, Done done);
+    /// Assigns the job to a worker, whose wake the caller notifies once it has let go of mutex_
+    /// (a worker woken under the lock would only block on it).
+    std::optional<Job_id> start_locked(std::vector<Job_key>& keys, Extension_job job, Job_cancel cancel, Done done,
+                                       Worker*& to_wake);
     void work(Worker& worker);
     void cancel_repeating(const std::shared_ptr<Entry>& entry);
     static void schedule_repeat(Timer_queue& timers, const std::shared_ptr<Entry>& entry);
@@ -107,7 +111,7 @@ private:
     std::unique_ptr<Timer_queue> own_timers_;  // set by the default constructor only
     Timer_queue& timers_;
     mutable std::mutex mutex_;
-    std::condition_variable changed_;                     // a job started or ended; the end
+    std::condition_variable changed_;                     // a job ended; the runner was interrupted
     std::set<Job_key> busy_;                              // guarded by mutex_
     std::map<Job_id, std::shared_ptr<Entry>> running_;    // guarded by mutex_
     std::list<Worker> workers_;                           // guarded by mutex_

@@ -1,24 +1,8 @@
 #include "host/doip/connection.h"
 
 #include <asio/post.hpp>
-#include <asio/write.hpp>
 
 namespace zevo::doip {
-
-bool Reply_gate::post(std::function<void(Connection&)> work) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!open_) return false;
-    asio::post(io_, [connection = connection_, work = std::move(work)] {
-        std::shared_ptr<Connection> live = connection.lock();
-        if (live && live->open()) work(*live);
-    });
-    return true;
-}
-
-void Reply_gate::shut() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    open_ = false;
-}
 
 Connection::Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connection_events& events, Clock& clock,
                        std::size_t max_send_queue)
@@ -34,22 +18,41 @@ Connection::Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connectio
 }
 
 void Connection::start() {
-    gate_ = std::make_shared<Reply_gate>(static_cast<asio::io_context&>(socket_.get_executor().context()),
-                                         weak_from_this());
+    auto& io = static_cast<asio::io_context&>(socket_.get_executor().context());
+    // The outbox tells from any thread what only the I/O thread may do; a connection gone by
+    // then needs nothing.
+    outbox_ = std::make_shared<Outbox>(socket_.native_handle(), max_send_queue_, clock_,
+                                       [&io, weak = weak_from_this()](Outbox::Need need) {
+                                           asio::post(io, [weak, need] {
+                                               if (std::shared_ptr<Connection> self = weak.lock()) {
+                                                   self->on_outbox(need);
+                                               }
+                                           });
+                                       });
     read();
 }
 
 void Connection::read() {
     socket_.async_read_some(asio::buffer(read_buffer_), [self = shared_from_this()](const asio::error_code& error,
                                                                                      std::size_t size) {
-        if (self->closing_) return;
+        if (self->state_ == State::closed) return;
+        if (self->state_ == State::lingering) {
+            // What a closing tester still sends is dropped. Its end of the stream ends the
+            // linger once it has taken everything; otherwise the linger's timer decides.
+            if (!error) {
+                self->read();
+            } else if (error != asio::error::eof || self->outbox_->delivered()) {
+                self->close_socket(false);
+            }
+            return;
+        }
         if (error) {
             self->close(self->reassembler_.partial() ? "the tester closed in the middle of a message"
                                                       : "closed by the tester");
             return;
         }
         self->reassembler_.append(self->read_buffer_.data(), size);
-        while (!self->closing_) {
+        while (self->state_ == State::open) {
             Stream_reassembler::Event event = self->reassembler_.next(self->events_.limits_for(*self));
             if (event.kind == Stream_reassembler::Event::Kind::need_more) break;
             if (event.kind == Stream_reassembler::Event::Kind::frame) {
@@ -58,79 +61,90 @@ void Connection::read() {
                 self->events_.on_rejected(*self, event.header, event.verdict);
             }
         }
-        if (!self->closing_) self->read();
+        if (self->state_ != State::closed) self->read();
     });
 }
 
 void Connection::send(Bytes frame) {
-    if (closing_) return;  // nothing goes out after the last frame before a close
-    queued_bytes_ += frame.size();
-    queue_.push_back(std::move(frame));
-    if (queued_bytes_ > max_send_queue_) {
-        asio::error_code ignored;
-        socket_.set_option(asio::socket_base::linger(true, 0), ignored);  // reset: drop what is unsent
-        close("the tester does not read what it is sent");
-        return;
-    }
-    if (!writing_) write();
+    if (state_ != State::open) return;  // nothing goes out after the last frame before a close
+    outbox_->send(std::move(frame));
 }
 
-void Connection::write() {
-    writing_ = true;
-    asio::async_write(socket_, asio::buffer(queue_.front()), [self = shared_from_this()](const asio::error_code& error,
-                                                                                          std::size_t) {
-        self->writing_ = false;
-        if (!self->socket_.is_open()) return;
-        if (error) {
-            self->close("the connection broke while sending");
-            return;
+void Connection::on_outbox(Outbox::Need need) {
+    if (state_ == State::closed) return;
+    switch (need) {
+        case Outbox::Need::wait_writable:
+            wait_writable();
+            break;
+        case Outbox::Need::reset_slow_reader: {
+            const bool report = state_ == State::open;
+            close_socket(true);  // a reset: what the tester did not take is dropped
+            if (report) events_.on_closed(*this, "the tester does not read what it is sent");
+            break;
         }
-        self->queued_bytes_ -= self->queue_.front().size();
-        self->queue_.pop_front();
-        if (!self->queue_.empty()) {
-            self->write();
-        } else if (self->closing_) {
-            self->timer_->cancel();
-            asio::error_code ignored;
-            self->socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
-            self->socket_.close(ignored);
+        case Outbox::Need::close_broken:
+            close("the connection broke while sending");
+            break;
+    }
+}
+
+void Connection::wait_writable() {
+    socket_.async_wait(asio::socket_base::wait_write, [self = shared_from_this()](const asio::error_code& error) {
+        if (self->state_ == State::closed) return;
+        const Outbox::Flushed flushed = error ? Outbox::Flushed::broken : self->outbox_->flush();
+        switch (flushed) {
+            case Outbox::Flushed::all:
+                self->sent_all();
+                break;
+            case Outbox::Flushed::waiting:
+                self->wait_writable();
+                break;
+            case Outbox::Flushed::broken:
+                self->close("the connection broke while sending");
+                break;
         }
     });
 }
 
-void Connection::stop_serving() {
-    closing_ = true;
-    timer_->cancel();
-    if (gate_) gate_->shut();
+void Connection::sent_all() {
+    if (state_ != State::lingering) return;
+    // The FIN goes out behind what the kernel still holds for the tester.
+    asio::error_code ignored;
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
 }
 
 void Connection::close_after_send(const std::string& reason) {
-    if (closing_) return;
-    stop_serving();
-    if (!writing_) {
-        asio::error_code ignored;
-        socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
-        socket_.close(ignored);
-    } else {
-        timer_->expire_at(clock_.now() + close_linger, [weak = weak_from_this()] {
-            if (std::shared_ptr<Connection> self = weak.lock()) self->reset_on_close();
-        });
-    }
+    if (state_ != State::open) return;
+    state_ = State::lingering;
+    outbox_->stop_accepting();
+    timer_->expire_at(clock_.now() + close_linger, [weak = weak_from_this()] {
+        if (std::shared_ptr<Connection> self = weak.lock()) self->end_linger();
+    });
+    if (outbox_->empty()) sent_all();
     events_.on_closed(*this, reason);  // last: whoever learns of the close finds it under way
 }
 
-void Connection::reset_on_close() {
-    // A reset instead of a FIN: what is still unsent to a tester that does not read is dropped.
+void Connection::end_linger() {
+    if (state_ != State::lingering) return;
+    // A reset instead of a plain close when the tester has not taken everything: a socket
+    // closed with unread data would stay with the kernel, which keeps offering it.
+    close_socket(!outbox_->delivered());
+}
+
+void Connection::close_socket(bool reset) {
+    state_ = State::closed;
+    timer_->cancel();
+    outbox_->release();  // before the descriptor can be reused
     asio::error_code ignored;
-    socket_.set_option(asio::socket_base::linger(true, 0), ignored);
-    socket_.close(ignored);  // a write under way completes as aborted
+    if (reset) socket_.set_option(asio::socket_base::linger(true, 0), ignored);
+    socket_.close(ignored);  // a read or wait under way completes as aborted
 }
 
 void Connection::close(const std::string& reason) {
-    bool first = !closing_;
-    stop_serving();
-    asio::error_code ignored;
-    socket_.close(ignored);  // a write under way completes as aborted and frees the queue with us
+    const bool first = state_ == State::open;
+    if (state_ == State::closed) return;
+    // A lingering connection whose tester has not taken everything is reset, as at the linger's end.
+    close_socket(state_ == State::lingering && !outbox_->delivered());
     if (first) events_.on_closed(*this, reason);
 }
 

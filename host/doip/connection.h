@@ -1,17 +1,17 @@
 #pragma once
-// One tester's TCP connection to the entity: reads and reassembles frames, queues frames to
-// send (one write at a time), closes at once or after what is queued has gone out, and owns
-// the connection's timer and the gate through which replies from other threads reach it.
-// Everything but the gate runs on the entity's I/O thread.
+// One tester's TCP connection to the entity: reads and reassembles frames, sends through its
+// Outbox (which other threads may use too, for replies), closes at once or after what was sent
+// has reached the tester, and owns the connection's timer. Everything but the outbox runs on
+// the entity's I/O thread.
 
+#include <array>
 #include <asio/ip/tcp.hpp>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "host/doip/clock.h"
+#include "host/doip/outbox.h"
 #include "host/doip/stream_reassembler.h"
 
 namespace zevo::doip {
@@ -29,58 +29,63 @@ public:
     virtual void on_closed(Connection& connection, const std::string& reason) = 0;
 };
 
-// Lets other threads hand work to a live connection. Thread-safe.
-class Reply_gate {
-public:
-    Reply_gate(asio::io_context& io, std::weak_ptr<Connection> connection) : io_(io), connection_(std::move(connection)) {}
-    // Runs `work` on the I/O thread if the connection is still open then; false if it is closed now.
-    bool post(std::function<void(Connection&)> work);
-    void shut();
-
-private:
-    std::mutex mutex_;
-    bool open_ = true;  ///< guarded by mutex_
-    asio::io_context& io_;
-    std::weak_ptr<Connection> connection_;
-};
-
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    // How long frames queued before a close may still take to go out; then the socket closes.
+    // How long what was sent before a close may still take to reach the tester; then the
+    // connection is reset.
     static constexpr std::chrono::seconds close_linger{2};
 
     Connection(asio::ip::tcp::socket socket, std::uint64_t id, Connection_events& events, Clock& clock,
                std::size_t max_send_queue);
 
     void start();
-    // Queues a frame; a tester that lets more than max_send_queue bytes pile up is closed.
+    // Sends a frame (written at once unless earlier ones still wait); a tester that lets more
+    // than max_send_queue bytes pile up is reset and closed.
     void send(Bytes frame);
-    // Stops reading and closes once the queued frames are written (at most close_linger later,
-    // so that a tester that does not read cannot hold the socket).
+    // Serves no more and sends nothing new; what was sent goes out, followed by a FIN. The
+    // socket closes when the tester has taken it all and closes its side, or close_linger
+    // after this call: then with a reset if the tester has not taken it all, so that a
+    // tester that does not read cannot hold the socket. Reports on_closed at once.
     void close_after_send(const std::string& reason);
-    // Closes now; queued frames are dropped.
+    // Closes now; frames still waiting are dropped (a lingering connection whose tester has
+    // not taken everything is reset).
     void close(const std::string& reason);
-    bool open() const { return !closing_; }
+    bool open() const { return state_ == State::open; }
+    // The socket is closed (a lingering connection is neither open nor closed).
+    bool closed() const { return state_ == State::closed; }
 
     std::uint64_t id() const { return id_; }
     const std::string& peer() const { return peer_; }
     Timer& timer() { return *timer_; }
-    const std::shared_ptr<Reply_gate>& gate() const { return gate_; }
+    // For replies from other threads; outlives the connection as long as they hold it.
+    const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
     std::size_t buffered() const { return reassembler_.buffered() + reassembler_.reserved(); }
+    // The tester's last message or answer (after start()).
+    Time_point last_activity() const { return outbox_->last_activity(); }
+    void note_activity(Time_point at) { outbox_->note_activity(at); }
 
     // State kept by the entity (I/O thread only).
     std::optional<std::uint16_t> source;          // the activated tester address
     std::uint8_t version = version::iso_2012;    // of the last routing activation request
     Time_point connected_at{};
-    Time_point last_activity{};
     std::optional<Time_point> alive_check_deadline;
+    std::optional<Time_point> timer_deadline;  // when timer() fires for the entity's deadlines
 
 private:
+    enum class State {
+        open,       // serving
+        lingering,  // after close_after_send: what was sent drains, what comes in is dropped
+        closed,
+    };
+
     void read();
-    void write();
-    // No more reading, timers or replies; the socket is left to the caller.
-    void stop_serving();
-    void reset_on_close();
+    void on_outbox(Outbox::Need need);
+    void wait_writable();
+    // What was sent has left the outbox: a lingering connection now sends its FIN.
+    void sent_all();
+    void end_linger();
+    // Closes the socket; with a reset, what the kernel still holds for the tester is dropped.
+    void close_socket(bool reset);
 
     asio::ip::tcp::socket socket_;
     std::uint64_t id_;
@@ -91,11 +96,8 @@ private:
     std::string peer_;
     Stream_reassembler reassembler_{Receiver::entity_tcp};
     std::array<std::uint8_t, 4096> read_buffer_{};
-    std::deque<Bytes> queue_;
-    std::size_t queued_bytes_ = 0;
-    bool writing_ = false;
-    bool closing_ = false;  // no more reading; the socket closes when the queue is empty
-    std::shared_ptr<Reply_gate> gate_;
+    State state_ = State::open;
+    std::shared_ptr<Outbox> outbox_;  // made by start(), which knows the connection's owner
 };
 
 }  // namespace zevo::doip

@@ -27,7 +27,8 @@ struct Entity_config {
     std::uint32_t max_data_size = 4096;     // UDS bytes of one diagnostic message (else NACK 0x04)
     std::uint32_t max_payload = 65536;      // DoIP payload bytes of one message (else generic 0x02)
     std::uint64_t memory_budget = 1 << 20;  // payload bytes buffered at once, all testers (else 0x03)
-    std::size_t max_send_queue = 1 << 20;   // bytes queued to one tester that does not read: close
+    std::size_t max_send_queue = 1 << 20;   // bytes queued to one tester that does not read: close (also
+                                            // the socket's send buffer)
     std::uint8_t protocol_version = version::iso_2012;  // announcements, answers to version 0xFF
     bool announce = true;                    // three announcements after start
     std::string announce_address = "255.255.255.255";

@@ -1,5 +1,8 @@
 #include "host/doip/tcp_sessions.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "host/doip/entity_log.h"
 
 namespace zevo::doip {
@@ -25,6 +28,12 @@ void Tcp_sessions::accept() {
         if (!error) {
             asio::error_code ignored;
             socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+            // Frames are written to the kernel at once; its buffer is bounded as the entity's
+            // own queue is, so that a tester that does not read is noticed (and closed) while
+            // what it has not taken is still small.
+            socket.set_option(asio::socket_base::send_buffer_size(static_cast<int>(
+                                  std::min<std::size_t>(config_.max_send_queue, std::numeric_limits<int>::max()))),
+                              ignored);
             // One socket above the registered maximum, so that a tester can still be told
             // 0x01 (all sockets used) after the alive check.
             if (connections_.size() >= std::size_t{config_.max_testers} + 1) {
@@ -37,10 +46,10 @@ void Tcp_sessions::accept() {
                 auto connection = std::make_shared<Connection>(std::move(socket), id, *this, clock_,
                                                                config_.max_send_queue);
                 connection->connected_at = clock_.now();
-                connection->last_activity = connection->connected_at;
                 connections_.emplace(id, connection);
                 log_info("tester connected: " + connection->peer() + " (connection " + std::to_string(id) + ")");
                 connection->start();
+                connection->note_activity(connection->connected_at);
                 arm_timer(*connection);
             }
         }
@@ -57,6 +66,10 @@ void Tcp_sessions::shutdown() {
         std::shared_ptr<Connection> connection = connections_.begin()->second;  // outlives its close
         connection->close("the entity stops");
     }
+    for (const std::weak_ptr<Connection>& weak : lingering_) {
+        if (std::shared_ptr<Connection> connection = weak.lock()) connection->close("the entity stops");
+    }
+    lingering_.clear();
 }
 
 std::shared_ptr<Connection> Tcp_sessions::find(std::uint64_t id) {
@@ -87,7 +100,7 @@ void Tcp_sessions::on_rejected(Connection& connection, const Header& header, Hea
 }
 
 void Tcp_sessions::on_frame(Connection& connection, Frame frame) {
-    connection.last_activity = clock_.now();
+    connection.note_activity(clock_.now());
     std::uint8_t version = frame.header.version;
     switch (frame.header.payload_type) {
         case payload_type::routing_activation_request:
@@ -204,17 +217,19 @@ void Tcp_sessions::on_diagnostic(Connection& connection, std::uint8_t version, c
     if (message.uds.size() > config_.max_data_size) {
         return nack_diagnostic(connection, version, message, diagnostic_nack_code::message_too_large);
     }
-    // ISO 13400-2: the positive acknowledge goes out before any UDS answer.
+    // ISO 13400-2: the positive acknowledge goes out before any UDS answer. It is written once
+    // the request is with the server, whose worker can start meanwhile; an answer given by then
+    // waits behind it and goes out with it, in one write.
+    Outbox& outbox = *connection.outbox();
+    outbox.cork();
     connection.send(encode_diagnostic_ack(version, payload_type::diagnostic_ack,
                                           {message.target, message.source, 0x00, {}}));
     std::uint16_t entity = config_.logical_address;
     std::uint16_t tester = message.source;
-    Clock& clock = clock_;
-    Diagnostic_reply reply = [gate = connection.gate(), version, entity, tester, &clock](std::vector<std::uint8_t> uds) {
-        return gate->post([version, entity, tester, &clock, uds = std::move(uds)](Connection& target) {
-            target.last_activity = clock.now();  // before the tester can see the answer
-            target.send(encode_diagnostic_message(version, {entity, tester, uds}));
-        });
+    // Written by the thread that answers, without a hop to this thread (the outbox keeps the
+    // order and waits behind the acknowledge should the kernel not have taken it yet).
+    Diagnostic_reply reply = [outbox = connection.outbox(), version, entity, tester](std::vector<std::uint8_t> uds) {
+        return outbox->send_answer(encode_diagnostic_message(version, {entity, tester, std::move(uds)}));
     };
     Diagnostic_request request{connection.id(), message.source, message.target, functional, std::move(message.uds)};
     try {
@@ -222,6 +237,7 @@ void Tcp_sessions::on_diagnostic(Connection& connection, std::uint8_t version, c
     } catch (const std::exception& error) {
         log_warn(std::string("the diagnostic handler threw: ") + error.what());
     }
+    outbox.uncork();
 }
 
 void Tcp_sessions::nack_diagnostic(Connection& connection, std::uint8_t version, const Diagnostic_message& message,
@@ -233,11 +249,16 @@ void Tcp_sessions::nack_diagnostic(Connection& connection, std::uint8_t version,
 }
 
 void Tcp_sessions::arm_timer(Connection& connection) {
-    Time_point deadline = connection.source ? connection.last_activity + config_.general_inactivity
+    Time_point deadline = connection.source ? connection.last_activity() + config_.general_inactivity
                                             : connection.connected_at + config_.initial_inactivity;
     if (connection.alive_check_deadline && *connection.alive_check_deadline < deadline) {
         deadline = *connection.alive_check_deadline;
     }
+    // A deadline that only moved later (every message moves the inactivity one) keeps the timer
+    // as it is: it fires at the earlier one and check_deadlines sets it again, so that a request
+    // costs no timer change.
+    if (connection.timer_deadline && *connection.timer_deadline <= deadline) return;
+    connection.timer_deadline = deadline;
     std::uint64_t id = connection.id();
     connection.timer().expire_at(deadline, [this, id] { check_deadlines(id); });
 }
@@ -246,11 +267,12 @@ void Tcp_sessions::check_deadlines(std::uint64_t id) {
     std::shared_ptr<Connection> connection = find(id);
     if (!connection) return;
     Time_point now = clock_.now();
+    connection->timer_deadline.reset();  // fired (or came early): set again below unless closed
     if (connection->alive_check_deadline && now >= *connection->alive_check_deadline) {
         connection->close("no answer to the alive check");
     } else if (!connection->source && now >= connection->connected_at + config_.initial_inactivity) {
         connection->close("no routing activation in time (initial inactivity)");
-    } else if (connection->source && now >= connection->last_activity + config_.general_inactivity) {
+    } else if (connection->source && now >= connection->last_activity() + config_.general_inactivity) {
         connection->close("idle too long (general inactivity)");
     } else {
         arm_timer(*connection);
@@ -259,7 +281,15 @@ void Tcp_sessions::check_deadlines(std::uint64_t id) {
 
 void Tcp_sessions::on_closed(Connection& connection, const std::string& reason) {
     std::uint64_t id = connection.id();
-    connections_.erase(id);
+    auto it = connections_.find(id);
+    if (it != connections_.end() && !connection.closed()) {
+        // Closing after its last frames: kept to be closed at once should the entity stop first.
+        lingering_.erase(std::remove_if(lingering_.begin(), lingering_.end(),
+                                        [](const std::weak_ptr<Connection>& weak) { return weak.expired(); }),
+                         lingering_.end());
+        lingering_.push_back(it->second);
+    }
+    if (it != connections_.end()) connections_.erase(it);
     parked_.erase(id);
     log_info("connection " + std::to_string(id) + " closed: " + reason);
     try {

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "host/doip/clock.h"
 #include "host/doip/connection.h"
@@ -59,6 +60,7 @@ private:
     std::uint64_t next_id_ = 1;
     bool shut_down_ = false;
     std::map<std::uint64_t, std::shared_ptr<Connection>> connections_;  // open ones
+    std::vector<std::weak_ptr<Connection>> lingering_;  // closing after their last frames
     std::map<std::uint64_t, Parked> parked_;  // by the connection that asked
 };
 

@@ -3,6 +3,9 @@
 // echo, generic header NACKs over TCP, split and coalesced frames, one bad tester beside a
 // good one, and stop.
 
+#include <poll.h>
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <thread>
 
@@ -14,7 +17,26 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class doip_entity_diagnostic : public Entity_test {};
+class doip_entity_diagnostic : public Entity_test {
+protected:
+    // After start() with the default limit: an activated tester that sends 20,000 requests
+    // without reading an answer and then a header of a wrong pattern (NACK and close). Returned
+    // once the entity has closed it, while the NACK still waits behind what the tester has not
+    // read, so that the socket is still there; null when that failed.
+    std::unique_ptr<Tcp_tester> nacked_tester_that_does_not_read() {
+        auto flooder = std::make_unique<Tcp_tester>(port(), 4096);
+        if (flooder->activate(tester_address) != 0x10) return nullptr;
+        Bytes burst;
+        for (int i = 0; i < 20000; ++i) {
+            Bytes one = request({0x22, 0xF1, 0x90});
+            burst.insert(burst.end(), one.begin(), one.end());
+        }
+        burst.insert(burst.end(), {0x07, 0xF8, 0x80, 0x01, 0, 0, 0, 0});
+        flooder->send(burst);
+        if (!handler_.wait_closed(1) || flooder->hung_up(100ms)) return nullptr;
+        return flooder;
+    }
+};
 
 // Reads the acknowledge and then the answer; both in `version`.
 void expect_ack_then_answer(Tcp_tester& tester, const Bytes& answer, std::uint8_t version = 0x02) {
@@ -235,26 +257,34 @@ TEST_F(doip_entity_diagnostic, garbage_and_flooding_tester_does_not_affect_anoth
     EXPECT_TRUE(flooder.closed_by_entity(5s));
 }
 
-// Disabled: on this machine the reset after the linger does not reach a tester whose receive
-// window is full (the connection is released before its linger timer runs, and the socket then
-// closes with a FIN behind the unread answers). Kept to be mended, not deleted.
-TEST_F(doip_entity_diagnostic, DISABLED_nack_to_a_tester_that_does_not_read_closes_after_the_linger) {
-    config_.max_send_queue = 8 << 20;  // the answers pile up without reaching the limit
+TEST_F(doip_entity_diagnostic, nack_to_a_tester_that_does_not_read_closes_after_the_linger) {
     start();
-    Tcp_tester flooder(port(), 4096);
-    ASSERT_EQ(flooder.activate(tester_address), 0x10);
-    Bytes burst;
-    for (int i = 0; i < 20000; ++i) {
-        Bytes one = request({0x22, 0xF1, 0x90});
-        burst.insert(burst.end(), one.begin(), one.end());
-    }
-    burst.insert(burst.end(), {0x07, 0xF8, 0x80, 0x01, 0, 0, 0, 0});  // bad pattern: NACK and close
-    flooder.send(burst);
-    ASSERT_TRUE(handler_.wait_closed(1));
-    // The NACK waits behind the answers the tester does not read; the socket is still there.
-    EXPECT_FALSE(flooder.hung_up(100ms));
+    std::unique_ptr<Tcp_tester> flooder = nacked_tester_that_does_not_read();
+    ASSERT_TRUE(flooder);
     ASSERT_TRUE(clock_.advance(Connection::close_linger));
-    EXPECT_TRUE(flooder.hung_up(3s));
+    EXPECT_TRUE(flooder->hung_up(3s));
+}
+
+TEST_F(doip_entity_diagnostic, nack_to_a_reading_tester_is_followed_by_a_fin_not_a_reset) {
+    start();
+    auto tester = activated_tester();
+    tester->send(Bytes{0x05, 0xFA, 0x80, 0x01, 0, 0, 0, 6, 0x0E, 0x80, 0x00, 0x10, 0x3E, 0x00});
+    std::optional<Received> nack = tester->receive();
+    ASSERT_TRUE(nack);
+    EXPECT_EQ(nack->payload, Bytes{0x00});
+    pollfd entry{tester->descriptor(), POLLIN, 0};
+    ASSERT_EQ(::poll(&entry, 1, 3000), 1);
+    std::uint8_t byte = 0;
+    EXPECT_EQ(::recv(tester->descriptor(), &byte, 1, 0), 0);  // the end of the stream, not ECONNRESET
+    EXPECT_TRUE(handler_.wait_closed(1));
+}
+
+TEST_F(doip_entity_diagnostic, stop_resets_a_connection_still_lingering_before_a_tester_that_does_not_read) {
+    start();
+    std::unique_ptr<Tcp_tester> flooder = nacked_tester_that_does_not_read();
+    ASSERT_TRUE(flooder);
+    sut_->stop();
+    EXPECT_TRUE(flooder->hung_up(3s));
 }
 
 TEST_F(doip_entity_diagnostic, stop_closes_every_connection_and_reports_each) {

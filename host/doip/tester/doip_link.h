@@ -47,6 +47,8 @@ public:
     // True once a read found the end of the stream (the entity closed) or a broken connection.
     bool at_end() const { return at_end_; }
     void close();
+    // The socket, for a caller that inspects it (a test telling a FIN from a reset).
+    int descriptor() const { return fd_; }
 
 private:
     // Reads what has arrived into pending_, waiting until `until`; false on timeout or end.
