@@ -115,7 +115,9 @@ TEST_F(Keysim_restart, a_held_call_ends_at_the_restart_and_the_new_process_answe
         ASSERT_TRUE(control->controls().wait_for_pending_call(0x2C56, zevo::sim::Method::read_or_results, 5s));
         first->kill();
         const Clock::time_point killed = Clock::now();
-        auto second = start_keysim({"--control", "127.0.0.2:30601"});
+        // The new process starts with 0x2C56 withdrawn, so that the host cannot find it before the
+        // test has seen the old one dropped.
+        auto second = start_keysim({"--control", "127.0.0.2:30601", "--withdrawn", "0x2C56"});
         ASSERT_TRUE(second->started());
         ASSERT_EQ(held.wait_for(20s), std::future_status::ready);
         const zevo::host::Exchange ended = held.get();
@@ -126,12 +128,11 @@ TEST_F(Keysim_restart, a_held_call_ends_at_the_restart_and_the_new_process_answe
         EXPECT_LT(took, 8s);
 
         // The extension drops its proxy of the old process on its own discovery strand, which may
-        // come after the held call's end: the new process holds its offer back until that is
-        // seen, so that the service found next is surely the new process's.
+        // come after the held call's end; once that is seen, the new process offers the service,
+        // and the one found next is surely the new process's.
+        ASSERT_TRUE(found(dispatcher, {0x2C56}, false));
         std::optional<zevo::host::Simulator_control_link> second_control = control_link("127.0.0.2:30601");
         ASSERT_TRUE(second_control);
-        second_control->controls().withdraw(0x2C56);
-        ASSERT_TRUE(found(dispatcher, {0x2C56}, false));
         second_control->controls().offer(0x2C56);
         // Its restart showed on SD by multicast and may show again by unicast; it counts once, so
         // the service found now stays and the first request gets the new process's answer.

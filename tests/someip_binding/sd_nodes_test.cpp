@@ -42,7 +42,8 @@ std::string manifest_file(const std::string& shipped, const std::string& unicast
     json["service_discovery"]["initial_delay_max_ms"] = 2;
     json["service_discovery"]["ttl_s"] = 3;
     json["request_timeout_ms"] = 2000;
-    const std::string path = ::testing::TempDir() + name;
+    // Tests of this program run side by side under ctest: each process writes files of its own.
+    const std::string path = ::testing::TempDir() + std::to_string(::getpid()) + "_" + name;
     std::ofstream(path) << json.dump();
     return path;
 }
