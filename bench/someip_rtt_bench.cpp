@@ -15,6 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <dirent.h>
+
 #include <array>
 #include <condition_variable>
 #include <cstdio>
@@ -115,7 +117,48 @@ void wait_for_line(const std::string& path, const std::string& text) {
     fail("no '" + text + "' in " + path);
 }
 
-Latencies raw_ping_pong(const std::string& program, const std::string& transport, std::size_t request_size,
+/// Context switches (voluntary and not) of all threads of a process so far, from /proc.
+long context_switches(pid_t pid) {
+    const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+    DIR* directory = ::opendir(tasks.c_str());
+    if (directory == nullptr) fail("cannot read " + tasks);
+    long total = 0;
+    while (const dirent* task = ::readdir(directory)) {
+        if (task->d_name[0] == '.') continue;
+        std::ifstream status(tasks + "/" + task->d_name + "/status");
+        std::string line;
+        while (std::getline(status, line)) {
+            if (line.find("ctxt_switches:") != std::string::npos) total += std::stol(line.substr(line.find(':') + 1));
+        }
+    }
+    ::closedir(directory);
+    return total;
+}
+
+/// The latencies of a run of exchanges and the context switches per exchange on each side.
+struct Run {
+    Latencies latencies;
+    double switches_here = 0;   ///< of this process
+    double switches_there = 0;  ///< of the answering process
+};
+
+/// Counts the switches of both processes around the measured rounds of `exchange`.
+template <class Exchange>
+Run measure_run(pid_t there, std::size_t rounds, Exchange exchange) {
+    Run run;
+    for (std::size_t round = 0; round < rounds / 10; ++round) exchange();  // the first tenth warms up
+    const long here_before = context_switches(::getpid()), there_before = context_switches(there);
+    for (std::size_t round = 0; round < rounds; ++round) {
+        const Clock::time_point sent = Clock::now();
+        exchange();
+        run.latencies.push_back(Clock::now() - sent);
+    }
+    run.switches_here = static_cast<double>(context_switches(::getpid()) - here_before) / static_cast<double>(rounds);
+    run.switches_there = static_cast<double>(context_switches(there) - there_before) / static_cast<double>(rounds);
+    return run;
+}
+
+Run raw_ping_pong(const std::string& program, const std::string& transport, std::size_t request_size,
                         std::size_t reply_size, std::size_t rounds) {
     const std::string log = "/tmp/someip_rtt_bench_echo_" + transport + "_" + std::to_string(::getpid());
     zevo::test::Child_process echo(program, {"--echo", transport, std::to_string(request_size), std::to_string(reply_size)}, log);
@@ -131,18 +174,15 @@ Latencies raw_ping_pong(const std::string& program, const std::string& transport
     const sockaddr_in remote = address_of("127.0.0.2", echo_port);
     if (::connect(fd, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0) fail("echo: connect");
     Bytes request(request_size, 0xA5), reply(reply_size);
-    Latencies latencies;
-    for (std::size_t round = 0; round < rounds + rounds / 10; ++round) {
-        const Clock::time_point sent = Clock::now();
+    const Run run = measure_run(echo.pid(), rounds, [&] {
         if (!exchange_all(fd, request.data(), request.size(), true)) fail("echo: send");
         const bool answered = tcp ? exchange_all(fd, reply.data(), reply.size(), false)
                                   : ::recv(fd, reply.data(), reply.size(), 0) == static_cast<ssize_t>(reply_size);
         if (!answered) fail("echo: no answer");
-        if (round >= rounds / 10) latencies.push_back(Clock::now() - sent);  // the first tenth warms up
-    }
+    });
     ::close(fd);
     std::remove(log.c_str());
-    return latencies;
+    return run;
 }
 
 /// What the platform's finder reports for the ten services: the latest list of each and when it came.
@@ -215,6 +255,13 @@ void print_row(const char* figure, const Latencies& samples, const Latencies* ba
     std::printf("\n");
 }
 
+/// A row of an exchange: its latencies beside the baseline's, and the context switches per exchange.
+void print_run(const std::string& figure, const Run& run, const Run* baseline) {
+    print_row(figure.c_str(), run.latencies, baseline != nullptr ? &baseline->latencies : nullptr);
+    std::printf("%-52s %10.1f    %10.1f\n", "  context switches per exchange: here, there", run.switches_here,
+                run.switches_there);
+}
+
 double process_cpu_ms() {
     rusage usage{};
     ::getrusage(RUSAGE_SELF, &usage);
@@ -271,16 +318,13 @@ int main(int argc, char** argv) {
                 rounds, rounds / 10, request_size, reply_size);
     std::printf("%-52s %13s %13s %8s %6s\n", "figure", "median", "p99", "x med", "x p99");
     for (const auto& [transport, identifier] : {std::pair<std::string, std::uint16_t>{"udp", 0x2C56}, {"tcp", 0xC00F}}) {
-        const Latencies raw = raw_ping_pong(argv[0], transport, request_size, reply_size, rounds);
+        const Run raw = raw_ping_pong(argv[0], transport, request_size, reply_size, rounds);
         ruv::com::cpp_binding::proxy::Rport port(lists.handle(identifier), methods);
-        Latencies calls;
-        for (std::size_t round = 0; round < rounds + rounds / 10; ++round) {
-            const Clock::time_point sent = Clock::now();
+        const Run calls = measure_run(keysim.pid(), rounds, [&] {
             if (call(port, 0, request) != 0) fail("a Cancel was not answered 0");
-            if (round >= rounds / 10) calls.push_back(Clock::now() - sent);
-        }
-        print_row(("raw " + transport + " ping-pong between two processes (baseline)").c_str(), raw, nullptr);
-        print_row(("method call over SOME/IP/" + transport + ", caller woken").c_str(), calls, &raw);
+        });
+        print_run("raw " + transport + " ping-pong between two processes (baseline)", raw, nullptr);
+        print_run("method call over SOME/IP/" + transport + ", caller woken", calls, &raw);
     }
 
     std::printf("\n%-52s %10.1f ms\n", "zevo-keysim started -> all ten services found",

@@ -1,6 +1,7 @@
 // control_line_fuzz: arbitrary bytes as a line of zevo-keysim's control port. A line either reads
 // as a command, which writes back to the same line's meaning, or is refused with Control_error;
-// arbitrary bytes as an address are read or refused likewise. Nothing else may leave the parsers.
+// arbitrary bytes as an address, or as a served identifier (zevo-keysim --withdrawn), are read
+// or refused likewise. Nothing else may leave the parsers.
 
 #include <cstddef>
 #include <cstdint>
@@ -23,6 +24,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         const zevo::sim::Control_address address = zevo::sim::parse_control_address(line, size % 2 == 0);
         zevo::fuzz::expect(!address.address.empty(), "an address without its IPv4 part");
+    } catch (const zevo::sim::Control_error&) {
+    }
+    try {
+        const std::uint16_t identifier = zevo::sim::parse_served_identifier(line);
+        zevo::fuzz::expect(zevo::sim::parse_control_command("offer " + line).identifier == identifier,
+                           "an identifier that a command reads as another");
     } catch (const zevo::sim::Control_error&) {
     }
     return 0;

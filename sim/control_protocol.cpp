@@ -31,7 +31,18 @@ long long decimal_of(const std::string& text) {
     return value;
 }
 
-const Service_entry& service_of(const std::string& text) {
+const Service_entry& service_of(const std::string& text) { return *find_service(parse_served_identifier(text)); }
+
+Method method_of_name(const std::string& text, const Service_entry& service) {
+    for (Method method : {Method::read_or_results, Method::start, Method::cancel}) {
+        if (text == method_name(method, service.routine) && (service.routine || method != Method::start)) return method;
+    }
+    throw Control_error("'" + text + "' is not a method of " + hex_identifier(service.identifier));
+}
+
+}  // namespace
+
+std::uint16_t parse_served_identifier(const std::string& text) {
     const auto refuse = [&] { return Control_error("expected a served identifier such as 0x2C56, not '" + text + "'"); };
     if (text.size() != 6 || text[0] != '0' || (text[1] != 'x' && text[1] != 'X')) throw refuse();
     unsigned identifier = 0;
@@ -44,19 +55,9 @@ const Service_entry& service_of(const std::string& text) {
         if (digit < 0) throw refuse();
         identifier = identifier * 16 + static_cast<unsigned>(digit);
     }
-    const Service_entry* service = find_service(static_cast<std::uint16_t>(identifier));
-    if (service == nullptr) throw refuse();
-    return *service;
+    if (find_service(static_cast<std::uint16_t>(identifier)) == nullptr) throw refuse();
+    return static_cast<std::uint16_t>(identifier);
 }
-
-Method method_of_name(const std::string& text, const Service_entry& service) {
-    for (Method method : {Method::read_or_results, Method::start, Method::cancel}) {
-        if (text == method_name(method, service.routine) && (service.routine || method != Method::start)) return method;
-    }
-    throw Control_error("'" + text + "' is not a method of " + hex_identifier(service.identifier));
-}
-
-}  // namespace
 
 Control_command parse_control_command(const std::string& line) {
     if (line.size() > max_control_line) throw Control_error("line longer than " + std::to_string(max_control_line));

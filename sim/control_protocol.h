@@ -51,6 +51,9 @@ constexpr char error_prefix[] = "error ";
 /// "cancel"), the timeout in decimal milliseconds. Throws Control_error.
 Control_command parse_control_command(const std::string& line);
 
+/// A served identifier written "0x2C56". Throws Control_error.
+std::uint16_t parse_served_identifier(const std::string& text);
+
 /// The line of `command`, as parse_control_command reads it.
 std::string format_control_command(const Control_command& command);
 

@@ -3,7 +3,7 @@
 // are the same code the host embeds: they are offered on the process's local registry, and the
 // platform's SOME/IP node serves those offers on the wire.
 // Usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT] [--session]
-//                    [--control ADDRESS:PORT]
+//                    [--control ADDRESS:PORT] [--withdrawn ID]...
 // Exit codes: 0 stopped by a signal; 2 a bad command line, manifest or scenario; 1 the node or
 // the simulator could not start.
 
@@ -13,10 +13,13 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "ruv/com/local/provider_registry.h"
 #include "ruv/com/someip_binding/node.h"
+#include "sim/control_protocol.h"
 #include "sim/control_server.h"
 #include "sim/key_simulator.h"
 #include "sim/scenario.h"
@@ -27,7 +30,7 @@ namespace {
 
 constexpr char usage[] =
     "usage: zevo-keysim --manifest FILE [--scenario FILE] [--instance TEXT] [--session]\n"
-    "                   [--control ADDRESS:PORT]\n"
+    "                   [--control ADDRESS:PORT] [--withdrawn ID]...\n"
     "  --manifest FILE          the SOME/IP deployment manifest (e.g. manifests/keysim.json)\n"
     "  --scenario FILE          faults of the simulated services (format: sim/README.md)\n"
     "  --instance TEXT          the instance text the services are offered under (default 1)\n"
@@ -35,7 +38,9 @@ constexpr char usage[] =
     "                           relies on, behind those of --scenario\n"
     "  --control ADDRESS:PORT   a control port (line protocol, sim/README.md) through which\n"
     "                           zevo-dm --simulator-control withdraws, offers and waits for\n"
-    "                           held calls; port 0: one the system chooses (printed)\n";
+    "                           held calls; port 0: one the system chooses (printed)\n"
+    "  --withdrawn ID           start with this service (e.g. 0x2C56) not offered, until the\n"
+    "                           control port's 'offer' offers it; may be given again\n";
 
 struct Options {
     std::string manifest;
@@ -43,6 +48,7 @@ struct Options {
     std::string instance = "1";
     std::string control;   ///< empty: no control port
     bool session = false;  ///< run on the scripted session's scenario
+    std::vector<std::string> withdrawn;  ///< identifiers not offered at the start, as written
 };
 
 /// False (after a message) when the command line is not one zevo-keysim takes.
@@ -55,6 +61,10 @@ bool parse(int argc, char** argv, Options& options) {
         }
         if (name == "--session") {
             options.session = true;
+            continue;
+        }
+        if (name == "--withdrawn" && index + 1 < argc) {
+            options.withdrawn.push_back(argv[++index]);
             continue;
         }
         std::string* const value = name == "--manifest"   ? &options.manifest
@@ -94,6 +104,7 @@ int main(int argc, char** argv) {
     zevo::sim::Simulator_options simulator_options;
     simulator_options.instance = options.instance;
     std::optional<zevo::sim::Control_address> control;
+    std::set<std::uint16_t> withdrawn;
     try {
         if (!options.scenario.empty()) {
             simulator_options.scenario = zevo::sim::load_scenario_file(options.scenario);
@@ -103,6 +114,9 @@ int main(int argc, char** argv) {
                 zevo::sim::merge_scenarios(zevo::sim::default_session_scenario(), simulator_options.scenario);
         }
         if (!options.control.empty()) control = zevo::sim::parse_control_address(options.control, true);
+        for (const std::string& identifier : options.withdrawn) {
+            withdrawn.insert(zevo::sim::parse_served_identifier(identifier));
+        }
     } catch (const std::exception& error) {
         std::cerr << "zevo-keysim: " << error.what() << "\n";
         return 2;
@@ -117,7 +131,9 @@ int main(int argc, char** argv) {
     int signal_number = 0;
     try {
         zevo::sim::Key_simulator simulator(ruv::com::local::Provider_registry::process(), simulator_options);
-        simulator.offer_all();
+        for (std::uint16_t identifier : zevo::sim::served_identifiers()) {
+            if (withdrawn.count(identifier) == 0) simulator.offer(identifier);
+        }
         std::optional<zevo::sim::Control_server> control_server;
         if (control) {
             control_server.emplace(simulator, *control);

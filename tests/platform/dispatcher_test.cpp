@@ -238,3 +238,31 @@ TEST(Dispatcher, a_task_deferred_by_a_task_that_stops_the_dispatcher_is_dropped_
     ASSERT_TRUE(ready(destroyed));
     EXPECT_FALSE(called);
 }
+
+namespace {
+
+TEST(Dispatcher, run_here_runs_the_task_on_the_calling_thread_before_the_return) {
+    Dispatcher sut{1};
+    std::thread::id where;
+    EXPECT_TRUE(sut.run_here([&where] { where = std::this_thread::get_id(); }));
+    EXPECT_EQ(where, std::this_thread::get_id());
+}
+
+TEST(Dispatcher, run_here_keeps_what_the_task_throws_from_the_calling_thread) {
+    Dispatcher sut{1};
+    EXPECT_TRUE(sut.run_here([] { throw std::runtime_error("handler failure"); }));
+    EXPECT_TRUE(sut.run_here([] { throw 42; }));
+}
+
+TEST(Dispatcher, run_here_after_stop_is_refused_and_the_task_destroyed_before_the_return) {
+    Dispatcher sut{1};
+    sut.stop();
+    auto gone = std::make_shared<std::promise<void>>();
+    auto destroyed = gone->get_future();
+    bool called = false;
+    EXPECT_FALSE(sut.run_here([&called, flag = Destruction_flag{std::move(gone)}] { called = true; }));
+    EXPECT_TRUE(ready(destroyed, std::chrono::milliseconds{0}));
+    EXPECT_FALSE(called);
+}
+
+}  // namespace

@@ -40,6 +40,14 @@ TEST(sim_control_protocol, withdraw_and_offer_name_a_served_identifier) {
     EXPECT_EQ(offer.identifier, 0xC00F);
 }
 
+TEST(sim_control_protocol, a_served_identifier_reads_in_either_case_and_others_are_refused) {
+    EXPECT_EQ(zevo::sim::parse_served_identifier("0x2C56"), 0x2C56);
+    EXPECT_EQ(zevo::sim::parse_served_identifier("0Xc00f"), 0xC00F);
+    for (const char* text : {"0x2C58", "2C56", "0x2C5", "0x2C56 ", "0x2G56"}) {
+        EXPECT_THROW(zevo::sim::parse_served_identifier(text), Control_error) << text;
+    }
+}
+
 TEST(sim_control_protocol, wait_pending_names_identifier_method_and_milliseconds) {
     const Control_command wait = parse_control_command("wait-pending 0x0648 start 5000");
     EXPECT_EQ(wait.kind, Kind::wait_for_pending_call);

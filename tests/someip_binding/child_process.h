@@ -36,6 +36,9 @@ public:
 
     bool started() const { return pid_ > 0; }
 
+    /// The process id; -1 when it did not start or has been killed.
+    pid_t pid() const { return pid_; }
+
     /// SIGKILL and reap; a second call does nothing.
     void kill() {
         if (pid_ <= 0) return;

@@ -9,91 +9,21 @@
 #include <memory>
 #include <vector>
 
-#include "com/someip/client.h"
-#include "com/someip/remote_service.h"
-#include "com/someip/server.h"
-#include "raw_peer.h"
-#include "ruv/com/local/provider_registry.h"
-#include "tests/platform/local_call_support.h"
+#include "someip_calls_fixture.h"
 #include "wire_samples.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using namespace ruv::com::someip_binding;
-using zevo::test::Call_inbox;
 using zevo::test::Handler_probe;
 using zevo::test::payload_of;
 using zevo::test::ready;
+using zevo::test::Someip_calls;
 using zevo::test::someip_wire::Raw_peer;
 using zevo::test::someip_wire::joined;
-
-constexpr std::uint16_t service_id = 0x2C56;
-constexpr std::uint16_t client_id = 0x0101;
-const asio::ip::address_v4 loopback = asio::ip::make_address_v4("127.0.0.1");
-
-class Someip_calls : public ::testing::Test {
-protected:
-    Someip_calls() {
-        udp_port = server->listen(Transport::udp, 0);
-        tcp_port = server->listen(Transport::tcp, 0);
-        Export service;
-        service.served = Served_interface{service_id, 1, {0x0001, 0x0002, 0x0003}};
-        service.method_ids = {0x0001, 0x0002, 0x0003};
-        service.record = offer.record();
-        server->add(Transport::udp, udp_port, service);
-        server->add(Transport::tcp, tcp_port, service);
-        client->start();
-    }
-
-    ~Someip_calls() override {
-        client->stop();
-        server->stop();
-        io.stop();
-        offer.withdraw();
-        runtime->shutdown();
-    }
-
-    Remote_target target(Transport transport) const {
-        Remote_target target;
-        target.service_id = service_id;
-        target.method_ids = {0x0001, 0x0002, 0x0003};
-        target.transport = transport;
-        target.address = loopback;
-        target.port = transport == Transport::udp ? udp_port : tcp_port;
-        return target;
-    }
-
-    std::shared_ptr<Remote_service> remote(Transport transport) {
-        return std::make_shared<Remote_service>(client, runtime, target(transport));
-    }
-
-    /// Calls method index 1 and answers it in the provider with `code` and `bytes`.
-    zevo::test::Response call_answered(Transport transport, std::uint8_t code, std::vector<std::uint8_t> bytes) {
-        Handler_probe probe;
-        auto service = remote(transport);
-        service->call(1, payload_of({1, 2, 3}), probe.handler());
-        auto received = inbox.next();
-        EXPECT_TRUE(received);
-        if (!received) return {};
-        EXPECT_EQ(received->method_id, 1);
-        EXPECT_EQ(received->request, (std::vector<std::uint8_t>{1, 2, 3}));
-        received->reply.answer(code, std::move(bytes));
-        EXPECT_TRUE(ready(probe.response));
-        return probe.response.get();
-    }
-
-    std::shared_ptr<ruv::com::runtime::Runtime> runtime = std::make_shared<ruv::com::runtime::Runtime>();
-    ruv::com::local::Provider_registry registry{ruv::com::local::Registry_options{10s, runtime}};
-    Call_inbox inbox;
-    ruv::com::local::Offer offer = registry.offer(zevo::test::data_name, "1", inbox.handler());
-    Binding_log log;
-    Io_thread io;
-    std::shared_ptr<Server> server = std::make_shared<Server>(io, loopback, log);
-    std::shared_ptr<Client> client = std::make_shared<Client>(io, runtime, loopback, client_id, 300ms, log);
-    std::uint16_t udp_port = 0;
-    std::uint16_t tcp_port = 0;
-};
+using zevo::test::someip_calls::client_id;
+using zevo::test::someip_calls::service_id;
 
 TEST_F(Someip_calls, a_response_over_udp_gives_0_and_the_payload) {
     const auto response = call_answered(Transport::udp, 0, {9, 8, 7});

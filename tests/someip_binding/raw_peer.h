@@ -25,6 +25,18 @@ inline sockaddr_in address_of(const std::string& ip, std::uint16_t port) {
     return address;
 }
 
+/// Exactly `count` bytes of the stream on `fd`, or nothing.
+inline std::optional<std::vector<std::uint8_t>> receive_exactly_from(int fd, std::size_t count) {
+    std::vector<std::uint8_t> bytes(count);
+    std::size_t have = 0;
+    while (have < count) {
+        const ssize_t got = ::recv(fd, bytes.data() + have, count - have, 0);
+        if (got <= 0) return std::nullopt;
+        have += static_cast<std::size_t>(got);
+    }
+    return bytes;
+}
+
 /// A UDP or TCP socket on 127.0.0.1 with a 5 s receive bound.
 class Raw_peer {
 public:
@@ -73,16 +85,7 @@ public:
     }
 
     /// Exactly `count` bytes of a stream, or nothing.
-    std::optional<std::vector<std::uint8_t>> receive_exactly(std::size_t count) {
-        std::vector<std::uint8_t> bytes(count);
-        std::size_t have = 0;
-        while (have < count) {
-            const ssize_t got = ::recv(fd_, bytes.data() + have, count - have, 0);
-            if (got <= 0) return std::nullopt;
-            have += static_cast<std::size_t>(got);
-        }
-        return bytes;
-    }
+    std::optional<std::vector<std::uint8_t>> receive_exactly(std::size_t count) { return receive_exactly_from(fd_, count); }
 
     int fd() const noexcept { return fd_; }
 

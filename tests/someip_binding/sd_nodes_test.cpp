@@ -42,7 +42,8 @@ std::string manifest_file(const std::string& shipped, const std::string& unicast
     json["service_discovery"]["initial_delay_max_ms"] = 2;
     json["service_discovery"]["ttl_s"] = 3;
     json["request_timeout_ms"] = 2000;
-    const std::string path = ::testing::TempDir() + name;
+    // Tests of this program run side by side under ctest: each process writes files of its own.
+    const std::string path = ::testing::TempDir() + std::to_string(::getpid()) + "_" + name;
     std::ofstream(path) << json.dump();
     return path;
 }
@@ -68,6 +69,12 @@ public:
             lists_.pop_front();
             if (list.size() == size) return list;
         }
+    }
+
+    /// How many lists came that no `until` has taken yet.
+    std::size_t untaken() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return lists_.size();
     }
 
 private:
@@ -192,6 +199,19 @@ sd::Entry raw_offer(std::uint32_t ttl) {
     return entry;
 }
 
+/// A Subscribe of an eventgroup, which every node refuses with a Nack.
+sd::Entry raw_subscribe(std::uint16_t service, std::uint16_t eventgroup) {
+    sd::Entry entry;
+    entry.type = sd::entry_type::subscribe_eventgroup;
+    entry.service_id = service;
+    entry.instance_id = 1;
+    entry.major_version = 1;
+    entry.ttl = 3;
+    entry.eventgroup_id = eventgroup;
+    entry.minor_version = 0;
+    return entry;
+}
+
 /// The next SD message received on `fd` with an entry that `wanted` takes, skipping others; none
 /// when the socket's receive time-out passes first.
 template <class Wanted>
@@ -208,7 +228,7 @@ std::optional<sd::Message> receive_sd(int fd, Wanted wanted) {
     return std::nullopt;
 }
 
-/// A UDP socket on 127.0.0.3 that speaks SD by unicast.
+/// A UDP socket on 127.0.0.3 that speaks SD by unicast, and by multicast to SD's group.
 class Sd_peer {
 public:
     Sd_peer() : fd_(::socket(AF_INET, SOCK_DGRAM, 0)) {
@@ -216,6 +236,8 @@ public:
         ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
         const sockaddr_in local = zevo::test::someip_wire::address_of("127.0.0.3", 30490);
         ::bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof local);
+        const in_addr outbound = local.sin_addr;
+        ::setsockopt(fd_, IPPROTO_IP, IP_MULTICAST_IF, &outbound, sizeof outbound);
     }
     ~Sd_peer() { ::close(fd_); }
 
@@ -224,6 +246,8 @@ public:
         const sockaddr_in remote = zevo::test::someip_wire::address_of(to, 30490);
         ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
     }
+
+    void send_to_group(sd::Message message, std::uint16_t session) { send("224.244.224.245", std::move(message), session); }
 
     /// The next SD message with an entry of `type`, skipping others (multicast ones too).
     std::optional<sd::Message> receive(std::uint8_t type) {
@@ -311,6 +335,44 @@ TEST_F(Sd_nodes, a_peer_that_reboots_loses_its_services_until_it_offers_again) {
     EXPECT_NE(record_of(again->front()), before);
 }
 
+// A restarted node's first messages by multicast and by unicast both carry the reboot flag with
+// session ids that start again. The finder takes that as one restart: the service is dropped and
+// found once, and the unicast message that follows leaves it alone. The Subscribe beside the
+// Offer makes the finder answer with a Nack, which tells the test that the message was handled.
+TEST_F(Sd_nodes, a_restart_seen_by_multicast_and_then_by_unicast_drops_the_service_once) {
+    List_inbox lists;
+    subscribe(lists, "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory");
+    ASSERT_TRUE(lists.until(0));  // the first list: nothing found yet
+    Sd_peer peer;
+    const std::uint8_t flags = sd::flag::reboot | sd::flag::unicast;
+    peer.send_to_group(sd::Message{flags, {raw_offer(sd::ttl_forever)}}, 20);
+    const auto found = lists.until(1);
+    ASSERT_TRUE(found);
+    const auto before = record_of(found->front());
+    peer.send("127.0.0.1", sd::Message{flags, {raw_offer(sd::ttl_forever), raw_subscribe(0x2C57, 0x0001)}}, 20);
+    ASSERT_TRUE(peer.receive(sd::entry_type::subscribe_eventgroup_ack));
+    EXPECT_EQ(lists.untaken(), 0U);
+
+    // The peer restarts: multicast shows it first.
+    peer.send_to_group(sd::Message{flags, {raw_offer(sd::ttl_forever)}}, 1);
+    ASSERT_TRUE(lists.until(0));
+    const auto again = lists.until(1);
+    ASSERT_TRUE(again);
+    const auto after = record_of(again->front());
+    EXPECT_NE(after, before);
+    EXPECT_EQ(before->state.load(), 0);
+
+    // Its first unicast message shows the same restart: no second drop.
+    peer.send("127.0.0.1", sd::Message{flags, {raw_offer(sd::ttl_forever), raw_subscribe(0x2C57, 0x0001)}}, 1);
+    ASSERT_TRUE(peer.receive(sd::entry_type::subscribe_eventgroup_ack));
+    EXPECT_EQ(lists.untaken(), 0U) << "the service was dropped and found a second time";
+    EXPECT_EQ(after->state.load(), 2);
+    const auto now = finder_node->service_finder()->find_services(
+        "talm::services::diag::d_2c57::DataIdentifier_ZevoMissingKeyHistory", kel::com::runtime::Instance_id("1"));
+    ASSERT_EQ(now.size(), 1U);
+    EXPECT_EQ(record_of(now.front()), after);
+}
+
 TEST_F(Sd_nodes, a_unicast_find_is_answered_with_a_unicast_offer_with_both_endpoints) {
     offers.push_back(provider_registry->offer(routine, "1", calls.handler()));
     List_inbox lists;
@@ -335,15 +397,7 @@ TEST_F(Sd_nodes, a_unicast_find_is_answered_with_a_unicast_offer_with_both_endpo
 
 TEST_F(Sd_nodes, a_subscribe_is_answered_with_a_nack) {
     Sd_peer peer;
-    sd::Entry subscribe_entry;
-    subscribe_entry.type = sd::entry_type::subscribe_eventgroup;
-    subscribe_entry.service_id = 0xC00F;
-    subscribe_entry.instance_id = 1;
-    subscribe_entry.major_version = 1;
-    subscribe_entry.ttl = 3;
-    subscribe_entry.eventgroup_id = 0x0010;
-    subscribe_entry.minor_version = 0;
-    peer.send("127.0.0.2", sd::Message{sd::flag::unicast, {subscribe_entry}}, 1);
+    peer.send("127.0.0.2", sd::Message{sd::flag::unicast, {raw_subscribe(0xC00F, 0x0010)}}, 1);
     const auto answer = peer.receive(sd::entry_type::subscribe_eventgroup_ack);
     ASSERT_TRUE(answer);
     const sd::Entry& nack = answer->entries.front();

@@ -102,6 +102,34 @@ TEST(Reboot_detector, multicast_and_unicast_and_peers_are_kept_apart) {
     EXPECT_FALSE(detector.rebooted(peer, false, true, 4));
 }
 
+TEST(Reboot_detector, a_restart_seen_by_multicast_is_not_seen_again_by_unicast) {
+    Reboot_detector detector;
+    EXPECT_FALSE(detector.rebooted(peer, true, true, 50));
+    EXPECT_FALSE(detector.rebooted(peer, false, true, 9));
+    EXPECT_TRUE(detector.rebooted(peer, true, true, 1));    // the restart
+    EXPECT_FALSE(detector.rebooted(peer, false, true, 1));  // the same restart: a new baseline
+    EXPECT_FALSE(detector.rebooted(peer, false, true, 2));
+    EXPECT_TRUE(detector.rebooted(peer, false, true, 1));   // a later restart still shows
+}
+
+TEST(Reboot_detector, a_restart_seen_by_unicast_is_not_seen_again_by_multicast) {
+    Reboot_detector detector;
+    EXPECT_FALSE(detector.rebooted(peer, true, false, 7));
+    EXPECT_FALSE(detector.rebooted(peer, false, false, 7));
+    EXPECT_TRUE(detector.rebooted(peer, false, true, 1));
+    EXPECT_FALSE(detector.rebooted(peer, true, true, 1));
+    EXPECT_FALSE(detector.rebooted(peer, true, true, 2));
+}
+
+TEST(Reboot_detector, a_restart_of_one_peer_leaves_the_others_baselines) {
+    const Ipv4_address other{127, 0, 0, 3};
+    Reboot_detector detector;
+    EXPECT_FALSE(detector.rebooted(peer, true, true, 50));
+    EXPECT_FALSE(detector.rebooted(other, false, true, 9));
+    EXPECT_TRUE(detector.rebooted(peer, true, true, 1));
+    EXPECT_TRUE(detector.rebooted(other, false, true, 1));
+}
+
 Entry offer_entry(std::uint32_t ttl, std::uint16_t udp_port = 30501) {
     Entry entry;
     entry.type = entry_type::offer_service;

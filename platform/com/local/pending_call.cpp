@@ -4,6 +4,19 @@
 
 
 namespace ruv::com::local::detail {
+namespace {
+
+/// The task that calls the handler with the call's end.
+runtime::Dispatcher::Task delivery(Pending_call::Response_handler handler, std::uint8_t return_code,
+                                   kel::com::runtime::Serialized_payload response) {
+    return [handler = std::move(handler), return_code, response = std::move(response)]() mutable {
+        if (handler) {
+            handler(return_code, std::move(response));
+        }
+    };
+}
+
+}  // namespace
 
 Pending_call::Pending_call(std::uint64_t call_id, Response_handler handler,
                            std::shared_ptr<runtime::Runtime> runtime,
@@ -25,12 +38,16 @@ bool Pending_call::answer(std::uint8_t return_code, kel::com::runtime::Serialize
     }
     // A provider that answers inside its call is on a runtime worker: the handler follows on the
     // same worker once the provider has returned, rather than waking a second one.
-    runtime_->dispatcher().defer(
-        [handler = std::move(handler), return_code, response = std::move(response)]() mutable {
-            if (handler) {
-                handler(return_code, std::move(response));
-            }
-        });
+    runtime_->dispatcher().defer(delivery(std::move(handler), return_code, std::move(response)));
+    return true;
+}
+
+bool Pending_call::answer_here(std::uint8_t return_code, kel::com::runtime::Serialized_payload response) {
+    Response_handler handler;
+    if (!end(handler)) {
+        return false;
+    }
+    runtime_->dispatcher().run_here(delivery(std::move(handler), return_code, std::move(response)));
     return true;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 // One call of a service between its request and its end. It ends exactly once, by the
 // first of: the provider's answer, a drop (its Reply gone unanswered), the request timeout
-// (0x86), or withdrawal (0xFF). The end hands the response handler to a runtime thread, to be
-// called or, for a drop, destroyed. Thread-safe; no lock is held while anything else runs.
+// (0x86), or withdrawal (0xFF). The end hands the response handler to a runtime thread (or runs
+// it on the runtime thread that ends it), to be called or, for a drop, destroyed. Thread-safe; no
+// lock is held while anything else runs.
 
 #include <cstdint>
 #include <memory>
@@ -45,6 +46,11 @@ public:
     /// uncalled, when the runtime has stopped). False when the call had ended already.
     /// Throws std::bad_alloc: the call has then ended and its handler is destroyed.
     bool answer(std::uint8_t return_code, kel::com::runtime::Serialized_payload response);
+
+    /// Like answer, but the handler runs here, on the calling thread, which must be a runtime
+    /// thread and not the caller's (the SOME/IP client's I/O thread, with the response it read).
+    /// Throws std::bad_alloc: the call has then ended and its handler is destroyed.
+    bool answer_here(std::uint8_t return_code, kel::com::runtime::Serialized_payload response);
 
     /// Ends the call without an answer: the handler is destroyed uncalled on a dispatcher thread
     /// (here, if that cannot be arranged). False when the call had ended already.

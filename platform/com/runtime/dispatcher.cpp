@@ -23,6 +23,11 @@ struct Dispatcher::State {
     std::vector<std::thread::id> worker_ids;   ///< guarded by mutex
 
     static void work(const std::shared_ptr<State>& state) noexcept;
+    /// Whether stop has been called; takes the lock for the look.
+    bool stopped_now() noexcept {
+        std::lock_guard<std::mutex> lock(mutex);
+        return stopped;
+    }
     /// Runs `task` on the calling worker, logging what it throws; the closure is destroyed before
     /// the return.
     static void run(Task& task) noexcept;
@@ -64,10 +69,7 @@ void Dispatcher::State::work(const std::shared_ptr<State>& state) noexcept {
         while (!deferred_here.tasks.empty()) {
             Task next = std::move(deferred_here.tasks.front());
             deferred_here.tasks.pop_front();
-            lock.lock();
-            const bool stopped = state->stopped;
-            lock.unlock();
-            if (stopped) {
+            if (state->stopped_now()) {
                 next = nullptr;  // dropped uncalled like the queued tasks, with no lock held
                 continue;
             }
@@ -116,16 +118,20 @@ bool Dispatcher::defer(Task task) {
     if (deferred_here.owner != state_.get()) {
         return post(std::move(task));
     }
-    bool stopped = false;
-    {
-        std::lock_guard<std::mutex> lock(state_->mutex);
-        stopped = state_->stopped;
-    }
-    if (stopped) {
+    if (state_->stopped_now()) {
         task = nullptr;  // refused like a post: destroyed here, uncalled, with no lock held
         return false;
     }
     deferred_here.tasks.push_back(std::move(task));
+    return true;
+}
+
+bool Dispatcher::run_here(Task task) noexcept {
+    if (state_->stopped_now()) {
+        task = nullptr;  // refused like a post: destroyed here, uncalled, with no lock held
+        return false;
+    }
+    State::run(task);
     return true;
 }
 

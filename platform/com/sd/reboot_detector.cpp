@@ -9,11 +9,17 @@ bool Reboot_detector::rebooted(const Ipv4_address& peer, bool by_multicast, bool
     const Last now{reboot_flag, session_id};
     if (found == last_.end()) {
         last_.emplace(key, now);
-        return false;  // the first message of a peer tells nothing
+        return false;  // the first message of a peer on a relation tells nothing
     }
     const Last before = found->second;
     found->second = now;
-    return (!before.reboot_flag && reboot_flag) || (before.reboot_flag && reboot_flag && session_id <= before.session_id);
+    const bool restarted =
+        (!before.reboot_flag && reboot_flag) || (before.reboot_flag && reboot_flag && session_id <= before.session_id);
+    if (restarted) {
+        // The session ids of the two relations stay apart; only the restart is shared.
+        last_.erase(std::make_tuple(peer, !by_multicast));
+    }
+    return restarted;
 }
 
 }  // namespace ruv::com::someip_binding::sd

@@ -14,6 +14,9 @@ namespace ruv::com::someip_binding::sd {
 class Reboot_detector {
 public:
     /// Records one SD message of `peer` and tells whether it shows a reboot since the last one.
+    /// A restart shows on both relations; once one of them has shown it, the other relation's
+    /// record of the peer is forgotten, so that its next message sets a new baseline instead of
+    /// counting the same restart a second time.
     bool rebooted(const Ipv4_address& peer, bool by_multicast, bool reboot_flag, std::uint16_t session_id);
 
 private:

@@ -109,10 +109,7 @@ std::shared_ptr<kel::com::runtime::Method_call> Client::call(const Remote_target
                     }
                 }));
         }
-        asio::post(io_.context(), [self = shared_from_this(), session = header.session_id, target,
-                                   message = std::move(message)]() mutable {
-            self->send(session, target, std::move(message));
-        });
+        send(header.session_id, target, std::move(message));
     } catch (...) {
         pending->drop();
         throw;
@@ -122,7 +119,14 @@ std::shared_ptr<kel::com::runtime::Method_call> Client::call(const Remote_target
 
 void Client::send(std::uint16_t session, const Remote_target& target, std::shared_ptr<const Bytes> message) {
     if (target.transport == Transport::tcp) {
-        send_tcp(session, asio::ip::tcp::endpoint(target.address, target.port), std::move(message));
+        const asio::ip::tcp::endpoint remote(target.address, target.port);
+        if (const std::shared_ptr<Tcp_connection> connection = connection_for(session, remote)) {
+            connection->send(std::move(message));
+            return;
+        }
+        asio::post(io_.context(), [self = shared_from_this(), session, remote, message = std::move(message)]() mutable {
+            self->send_tcp(session, remote, std::move(message));
+        });
         return;
     }
     udp_->send(std::move(message), asio::ip::udp::endpoint(target.address, target.port),
@@ -134,13 +138,30 @@ void Client::send(std::uint16_t session, const Remote_target& target, std::share
                });
 }
 
+std::shared_ptr<Tcp_connection> Client::connection_for(std::uint16_t session, const asio::ip::tcp::endpoint& remote) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto connection = connections_.find(remote);
+    const auto open = open_.find(session);
+    if (connection == connections_.end() || open == open_.end()) {
+        return nullptr;  // none open yet, or the call has ended meanwhile (time-out)
+    }
+    open->second.connection = connection->second.get();
+    return connection->second;
+}
+
 void Client::send_tcp(std::uint16_t session, const asio::ip::tcp::endpoint& remote,
                       std::shared_ptr<const Bytes> message) {
-    std::shared_ptr<Tcp_connection>& connection = connections_[remote];
-    if (connection == nullptr) {
-        connection = std::make_shared<Tcp_connection>(asio::ip::tcp::socket(io_.context()), log_);
+    std::shared_ptr<Tcp_connection> made;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (connections_.count(remote) == 0) {
+            made = std::make_shared<Tcp_connection>(asio::ip::tcp::socket(io_.context()), log_);
+            connections_.emplace(remote, made);
+        }
+    }
+    if (made != nullptr) {
         const std::weak_ptr<Client> weak = weak_from_this();
-        connection->connect(
+        made->connect(
             asio::ip::tcp::endpoint(unicast_, 0), remote,
             [weak](const Message_view& received, Tcp_connection&) {
                 if (const auto self = weak.lock()) {
@@ -153,15 +174,9 @@ void Client::send_tcp(std::uint16_t session, const asio::ip::tcp::endpoint& remo
                 }
             });
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        const auto found = open_.find(session);
-        if (found == open_.end()) {
-            return;  // ended meanwhile (timeout): nothing to send
-        }
-        found->second.connection = connection.get();
+    if (const std::shared_ptr<Tcp_connection> connection = connection_for(session, remote)) {
+        connection->send(std::move(message));
     }
-    connection->send(std::move(message));
 }
 
 void Client::receive(const Message_view& message, const char* transport) {
@@ -184,21 +199,30 @@ void Client::receive(const Message_view& message, const char* transport) {
                                                    std::to_string(header.session_id) + ")");
         return;
     }
-    end_call(header.session_id, to_runtime_code(header.message_type, header.return_code), payload_of(message.payload));
+    // The handler runs here on the I/O thread: it only completes the caller's promise, and a hand-off
+    // to a worker would cost the call another thread wake-up.
+    if (const std::shared_ptr<local::detail::Pending_call> call = take_call(header.session_id)) {
+        try {
+            call->answer_here(to_runtime_code(header.message_type, header.return_code), payload_of(message.payload));
+        } catch (...) {  // no memory for the payload: the call has ended, its handler destroyed
+        }
+    }
 }
 
 void Client::connection_closed(Tcp_connection& connection, const std::error_code& error) {
-    const auto found = connections_.find(connection.remote());
-    if (found != connections_.end() && found->second.get() == &connection) {
-        connections_.erase(found);
-    }
     // Requests written to a connection that broke may have reached the server: 0x81. Requests
     // that never left because the connection was never made: 0x82.
     const std::uint8_t code = connection.connected() ? runtime::return_code::connection_broken
                                                      : runtime::return_code::not_sent;
     std::vector<std::uint16_t> sessions;
+    std::shared_ptr<Tcp_connection> closed;  // goes after the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);
+        const auto found = connections_.find(connection.remote());
+        if (found != connections_.end() && found->second.get() == &connection) {
+            closed = std::move(found->second);
+            connections_.erase(found);
+        }
         for (const auto& [session, open] : open_) {
             if (open.connection == &connection) {
                 sessions.push_back(session);
@@ -211,17 +235,22 @@ void Client::connection_closed(Tcp_connection& connection, const std::error_code
     }
 }
 
+std::shared_ptr<local::detail::Pending_call> Client::take_call(std::uint16_t session) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = open_.find(session);
+    if (found == open_.end()) {
+        return nullptr;
+    }
+    std::shared_ptr<local::detail::Pending_call> call = std::move(found->second.call);
+    session_of_.erase(call->id());
+    open_.erase(found);
+    return call;
+}
+
 void Client::end_call(std::uint16_t session, std::uint8_t return_code, Serialized_payload response) {
-    std::shared_ptr<local::detail::Pending_call> call;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        const auto found = open_.find(session);
-        if (found == open_.end()) {
-            return;
-        }
-        call = std::move(found->second.call);
-        session_of_.erase(call->id());
-        open_.erase(found);
+    const std::shared_ptr<local::detail::Pending_call> call = take_call(session);
+    if (call == nullptr) {
+        return;
     }
     try {
         call->answer(return_code, std::move(response));
@@ -246,27 +275,38 @@ void Client::end_calls_of(const void* caller, std::uint8_t return_code) noexcept
     }
 }
 
+// A connection being closed leaves the table at once, so that a call made from now on opens a new
+// one rather than sending on it; its calls still end when the close has run on the I/O thread.
 void Client::close_connections_to(const asio::ip::address_v4& address) {
-    asio::post(io_.context(), [self = shared_from_this(), address] {
-        std::vector<std::shared_ptr<Tcp_connection>> closing;
-        for (const auto& [remote, connection] : self->connections_) {
-            if (remote.address() == address) {
-                closing.push_back(connection);
+    std::vector<std::shared_ptr<Tcp_connection>> closing;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (auto it = connections_.begin(); it != connections_.end();) {
+            if (it->first.address() == address) {
+                closing.push_back(std::move(it->second));
+                it = connections_.erase(it);
+            } else {
+                ++it;
             }
         }
-        for (const auto& connection : closing) {
-            connection->close();
-        }
-    });
+    }
+    for (const auto& connection : closing) {
+        connection->close();
+    }
 }
 
 void Client::close_connection(const asio::ip::tcp::endpoint& remote) {
-    asio::post(io_.context(), [self = shared_from_this(), remote] {
-        const auto found = self->connections_.find(remote);
-        if (found != self->connections_.end()) {
-            found->second->close();
+    std::shared_ptr<Tcp_connection> closing;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        const auto found = connections_.find(remote);
+        if (found == connections_.end()) {
+            return;
         }
-    });
+        closing = std::move(found->second);
+        connections_.erase(found);
+    }
+    closing->close();
 }
 
 void Client::forget(std::uint64_t call_id) noexcept {
@@ -288,12 +328,14 @@ void Client::stop() {
     if (udp_ != nullptr) {
         udp_->close();
     }
-    asio::post(io_.context(), [self = shared_from_this()] {
-        auto connections = std::move(self->connections_);
-        for (const auto& entry : connections) {
-            entry.second->close();
-        }
-    });
+    std::map<asio::ip::tcp::endpoint, std::shared_ptr<Tcp_connection>> connections;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        connections.swap(connections_);
+    }
+    for (const auto& entry : connections) {
+        entry.second->close();
+    }
 }
 
 }  // namespace ruv::com::someip_binding

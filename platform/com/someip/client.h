@@ -2,8 +2,11 @@
 // The client side of a SOME/IP node: one client id, one session counter and one UDP socket for
 // all calls, one TCP connection per server endpoint (opened on first use, closed when the peer
 // is lost), and the table of open calls by session id. call runs on the caller's thread, never
-// blocks and holds no lock across I/O; sending and receiving run on the I/O thread; handlers run
-// on a runtime thread through Pending_call. Thread-safe.
+// blocks and holds no lock across I/O: the request leaves from that thread by a non-blocking
+// send (through the I/O thread only to open a connection or past a full send buffer). Responses
+// are read on the I/O thread, which runs the response handler itself rather than waking a
+// runtime worker for it; every other end of a call (time-out, withdrawal, lost connection)
+// hands the handler to a worker. Thread-safe.
 
 #include <array>
 #include <cstdint>
@@ -89,11 +92,16 @@ private:
     };
 
     void send(std::uint16_t session, const Remote_target& target, std::shared_ptr<const Bytes> message);
+    /// On the I/O thread: opens the connection to `remote` when none is open, then sends.
     void send_tcp(std::uint16_t session, const asio::ip::tcp::endpoint& remote, std::shared_ptr<const Bytes> message);
+    /// The connection to `remote` if one is open, noted as the way of the open call `session`.
+    std::shared_ptr<Tcp_connection> connection_for(std::uint16_t session, const asio::ip::tcp::endpoint& remote);
     void receive(const Message_view& message, const char* transport);
     void connection_closed(Tcp_connection& connection, const std::error_code& error);
     /// Takes the call out of the table and ends it with the code.
     void end_call(std::uint16_t session, std::uint8_t return_code, kel::com::runtime::Serialized_payload response = {});
+    /// Takes the call out of the table; null when it has ended already.
+    std::shared_ptr<local::detail::Pending_call> take_call(std::uint16_t session);
 
     Io_thread& io_;
     const std::shared_ptr<runtime::Runtime> runtime_;
@@ -107,7 +115,7 @@ private:
     Session_counter sessions_;                          ///< guarded by mutex_
     std::map<std::uint16_t, Open_call> open_;           ///< guarded by mutex_: by session id
     std::unordered_map<std::uint64_t, std::uint16_t> session_of_;  ///< guarded by mutex_: call id to session
-    /// I/O thread only: the connection per server endpoint.
+    /// Guarded by mutex_: the connection per server endpoint; made and removed on the I/O thread.
     std::map<asio::ip::tcp::endpoint, std::shared_ptr<Tcp_connection>> connections_;
 };
 

@@ -143,7 +143,8 @@ void Server::handle(const Message_view& message, const Port_key& key, const Rout
         ++index;
     }
     served_.fetch_add(1, std::memory_order_relaxed);
-    // The provider's binding answers on a runtime thread; the answer goes back by the same route.
+    // The provider runs on a runtime worker, never here: a slow one would hold up every message of
+    // the node. Its answer leaves from that worker by the route the request came.
     service->record->binding->call(
         index, payload_of(message.payload),
         [route, request](unsigned char code, kel::com::runtime::Serialized_payload response) {

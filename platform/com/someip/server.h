@@ -1,8 +1,9 @@
 #pragma once
 // The server side of a SOME/IP node: UDP sockets and TCP acceptors on the ports of the services
 // it exports, the request checks with their ERROR answers, and the hand-over of each good
-// request to the service's own binding (the local provider) with the answer sent back the way
-// the request came. Sockets run on the I/O thread; add and remove are thread-safe.
+// request to the service's own binding (the local provider, on a runtime worker) with the answer
+// sent back the way the request came, from the thread the provider answered on. Sockets run on
+// the I/O thread; add and remove are thread-safe.
 
 #include <array>
 #include <cstdint>

@@ -1,5 +1,6 @@
 #include "com/someip/tcp_connection.h"
 
+#include <cerrno>
 #include <utility>
 
 #include <asio/connect.hpp>
@@ -55,8 +56,24 @@ void Tcp_connection::begin() {
     connected_ = true;
     std::error_code ignored;
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    std::shared_ptr<const Send_descriptor> direct;
+    try {
+        direct = std::make_shared<const Send_descriptor>(socket_.native_handle());
+    } catch (const std::system_error& error) {
+        end(error.code());
+        return;
+    }
     read();
-    write();  // what was queued while connecting
+    bool write_waiting = false;
+    {
+        std::lock_guard<std::mutex> lock(write_mutex_);
+        direct_ = std::move(direct);
+        write_waiting = !queue_.empty() && !writer_busy_;
+        writer_busy_ = writer_busy_ || write_waiting;
+    }
+    if (write_waiting) {
+        write();  // what was queued while connecting
+    }
 }
 
 void Tcp_connection::read() {
@@ -87,23 +104,64 @@ void Tcp_connection::read() {
 }
 
 void Tcp_connection::send(std::shared_ptr<const Bytes> message) {
-    asio::post(socket_.get_executor(), [self = shared_from_this(), message = std::move(message)]() mutable {
-        if (self->closed_) {
+    std::shared_ptr<const Send_descriptor> direct;
+    {
+        std::lock_guard<std::mutex> lock(write_mutex_);
+        if (write_closed_) {
             return;
         }
-        self->queue_.push_back(std::move(message));
-        self->write();
-    });
+        if (direct_ == nullptr || writer_busy_) {
+            queue_.push_back(std::move(message));  // the connection or the writer of the moment takes it
+            return;
+        }
+        writer_busy_ = true;
+        direct = direct_;
+    }
+    const ssize_t sent = direct->send(message->data(), message->size());
+    const int error = sent < 0 ? errno : 0;
+    if (sent >= 0 && static_cast<std::size_t>(sent) == message->size()) {
+        release_writer();
+        return;
+    }
+    if (sent < 0 && !would_block(error)) {
+        asio::post(socket_.get_executor(), [self = shared_from_this(), error] {
+            self->end(std::error_code(error, std::system_category()));
+        });
+        return;
+    }
+    // The send buffer took part of it or nothing: the rest goes first, written by the I/O thread.
+    const std::size_t done = sent > 0 ? static_cast<std::size_t>(sent) : 0;
+    auto rest = std::make_shared<const Bytes>(message->begin() + static_cast<std::ptrdiff_t>(done), message->end());
+    {
+        std::lock_guard<std::mutex> lock(write_mutex_);
+        queue_.push_front(std::move(rest));
+    }
+    asio::post(socket_.get_executor(), [self = shared_from_this()] { self->write(); });
+}
+
+void Tcp_connection::release_writer() {
+    {
+        std::lock_guard<std::mutex> lock(write_mutex_);
+        if (queue_.empty() || write_closed_) {
+            writer_busy_ = false;
+            return;
+        }
+    }
+    asio::post(socket_.get_executor(), [self = shared_from_this()] { self->write(); });
 }
 
 void Tcp_connection::write() {
-    if (writing_ || !connected_ || closed_ || queue_.empty()) {
-        return;
+    std::shared_ptr<const Bytes> next;
+    {
+        std::lock_guard<std::mutex> lock(write_mutex_);
+        if (write_closed_ || queue_.empty()) {
+            writer_busy_ = false;
+            return;
+        }
+        next = queue_.front();
     }
-    writing_ = true;
-    asio::async_write(socket_, asio::buffer(*queue_.front()),
-                      [self = shared_from_this()](const std::error_code& error, std::size_t) {
-                          self->writing_ = false;
+    asio::async_write(socket_, asio::buffer(*next),
+                      [self = shared_from_this(), next](const std::error_code& error, std::size_t) {
                           if (self->closed_) {
                               return;
                           }
@@ -111,7 +169,10 @@ void Tcp_connection::write() {
                               self->end(error);
                               return;
                           }
-                          self->queue_.pop_front();
+                          {
+                              std::lock_guard<std::mutex> lock(self->write_mutex_);
+                              if (!self->queue_.empty()) self->queue_.pop_front();
+                          }
                           self->write();
                       });
 }
@@ -125,10 +186,16 @@ void Tcp_connection::end(const std::error_code& error) {
         return;
     }
     closed_ = true;
+    std::deque<std::shared_ptr<const Bytes>> dropped;
+    {
+        std::lock_guard<std::mutex> lock(write_mutex_);
+        write_closed_ = true;
+        direct_.reset();  // the descriptor closes when a send through it now has returned
+        dropped.swap(queue_);
+    }
     std::error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
-    queue_.clear();
     On_closed on_closed = std::move(on_closed_);
     on_closed_ = nullptr;
     if (on_closed) {

@@ -1,13 +1,16 @@
 #pragma once
 // One TCP connection of the SOME/IP binding, client or server side, on the node's I/O thread:
 // TCP_NODELAY, a read loop that splits the stream into messages (a stream with a length out of
-// range is closed), and a write queue that keeps the messages in order. send and close may be
-// called from any thread; the callbacks run on the I/O thread, on_closed exactly once.
+// range is closed), and writes that keep the messages in order. A message sent while the
+// connection is idle leaves at once from the sending thread; the I/O thread writes only what
+// waits (sent while connecting, while another write runs, or beyond a full send buffer). send and
+// close may be called from any thread; the callbacks run on the I/O thread, on_closed exactly once.
 
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <system_error>
 
 #include <asio/io_context.hpp>
@@ -15,6 +18,7 @@
 
 #include "com/someip/binding_log.h"
 #include "com/someip/message_walker.h"
+#include "com/someip/send_descriptor.h"
 
 namespace ruv::com::someip_binding {
 
@@ -51,7 +55,10 @@ public:
 private:
     void begin();
     void read();
+    /// Writes what waits in the queue; the I/O thread holds the writer's turn while it runs.
     void write();
+    /// Gives the writer's turn back, or passes it to the I/O thread when messages wait.
+    void release_writer();
     void end(const std::error_code& error);
 
     asio::ip::tcp::socket socket_;
@@ -61,10 +68,15 @@ private:
     asio::ip::tcp::endpoint remote_;
     bool connected_ = false;     ///< I/O thread only
     bool closed_ = false;        ///< I/O thread only
-    bool writing_ = false;       ///< I/O thread only
-    std::deque<std::shared_ptr<const Bytes>> queue_;  ///< I/O thread only
     Stream_buffer stream_{length_base + max_payload};  ///< I/O thread only
     Bytes buffer_ = Bytes(65536);                      ///< I/O thread only
+
+    // One writer at a time, so that messages never interleave: a sending thread or the I/O thread.
+    std::mutex write_mutex_;
+    bool writer_busy_ = false;                        ///< guarded by write_mutex_
+    bool write_closed_ = false;                       ///< guarded by write_mutex_
+    std::shared_ptr<const Send_descriptor> direct_;   ///< guarded by write_mutex_; set once connected
+    std::deque<std::shared_ptr<const Bytes>> queue_;  ///< guarded by write_mutex_; what waits, in order
 };
 
 }  // namespace ruv::com::someip_binding

@@ -33,6 +33,13 @@ public:
     /// cannot run before it returns. From any other thread the same as post.
     bool defer(Task task);
 
+    /// Runs the task right here, on the calling thread, which must be one of the runtime's own
+    /// threads beside the workers (a binding's I/O thread) and never a caller's: for a response
+    /// handler that only completes a promise, where a hand-off to a worker would cost a thread
+    /// wake-up. What the task throws is logged, as on a worker. False once stopped: the task is
+    /// then destroyed here, uncalled.
+    bool run_here(Task task) noexcept;
+
     /// Lets the running tasks finish, joins the workers (a worker that stops its own dispatcher
     /// is detached instead), then destroys the queued tasks uncalled, on this thread. Later
     /// posts fail. A second call returns at once.
