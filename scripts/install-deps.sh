@@ -10,7 +10,8 @@ if [ "${1:-test}" = test ]; then
   packages+=(clang-14 libclang-rt-14-dev libgtest-dev libgmock-dev googletest)
   # dlt-daemon, dlt-tools (dlt-receive, dlt-convert): the DLT end-to-end tests. python3-scapy:
   # the independent DoIP, UDS and SOME/IP peers. tshark: the referee that decodes captures.
-  packages+=(dlt-daemon dlt-tools python3-scapy tshark)
+  # iproute2 (ip): the network namespaces and veth pairs of the SOME/IP tests across processes.
+  packages+=(dlt-daemon dlt-tools python3-scapy tshark iproute2)
 fi
 
 missing=()
