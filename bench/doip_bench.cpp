@@ -395,12 +395,7 @@ int run(const Options& options) {
                 doip.median_us <= bound ? "within" : "ABOVE");
     std::printf("(c) %zu testers, a connection and an identifier each, %.2f s: %.0f requests a second in all\n",
                 load_testers, load.seconds, static_cast<double>(load.answers) / load.seconds);
-    if (unexpected != 0 || load.unexpected != 0) {
-        std::printf("\n%zu latency requests and %zu load requests were not answered as planned: the figures are void\n",
-                    unexpected, load.unexpected);
-        return 1;
-    }
-    return 0;
+    return exit_code_of_requests(unexpected, load.unexpected);
 }
 
 }  // namespace

@@ -244,12 +244,7 @@ int run(const Options& options) {
         std::printf("    0x%04X %-16s %8.0f a second\n", identifier, is_did ? "read" : "request_results",
                     static_cast<double>(load.requests[index]) / load.seconds);
     }
-    if (unexpected != 0 || load.unexpected != 0) {
-        std::printf("\n%zu latency requests and %zu load requests were not answered as planned: the figures are void\n",
-                    unexpected, load.unexpected);
-        return 1;
-    }
-    return 0;
+    return exit_code_of_requests(unexpected, load.unexpected);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstddef>
+#include <cstdio>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -147,6 +148,15 @@ Latencies time_requests(std::size_t rounds, std::size_t warm_up, Request request
         if (!as_expected) ++unexpected;
     }
     return latencies;
+}
+
+/// The exit code of a request bench: 0, or 1 after a line saying that the figures are void
+/// because `latency` timed requests and `load` load requests were not answered as planned.
+inline int exit_code_of_requests(std::size_t latency, std::size_t load) {
+    if (latency == 0 && load == 0) return 0;
+    std::printf("\n%zu latency requests and %zu load requests were not answered as planned: the figures are void\n",
+                latency, load);
+    return 1;
 }
 
 /// A positive decimal count from a command line; false for anything else.

@@ -39,6 +39,16 @@ protected:
 };
 
 // Reads the acknowledge and then the answer; both in `version`.
+/// Sends a diagnostic message whose version byte and its inverse do not match; the entity must
+/// answer the generic NACK 0x00 (incorrect pattern).
+void send_wrong_pattern_and_expect_nack_0x00(Tcp_tester& tester) {
+    tester.send(Bytes{0x05, 0xFA, 0x80, 0x01, 0, 0, 0, 6, 0x0E, 0x80, 0x00, 0x10, 0x3E, 0x00});
+    std::optional<Received> nack = tester.receive();
+    ASSERT_TRUE(nack);
+    EXPECT_EQ(nack->header.payload_type, payload_type::generic_nack);
+    EXPECT_EQ(nack->payload, Bytes{0x00});
+}
+
 void expect_ack_then_answer(Tcp_tester& tester, const Bytes& answer, std::uint8_t version = 0x02) {
     std::optional<Received> ack = tester.receive();
     ASSERT_TRUE(ack);
@@ -172,10 +182,7 @@ TEST_F(doip_entity_diagnostic, generic_header_nacks_drop_or_close_as_their_code_
 TEST_F(doip_entity_diagnostic, wrong_pattern_is_nack_0x00_and_closed) {
     start();
     auto tester = activated_tester();
-    tester->send(Bytes{0x05, 0xFA, 0x80, 0x01, 0, 0, 0, 6, 0x0E, 0x80, 0x00, 0x10, 0x3E, 0x00});
-    std::optional<Received> nack = tester->receive();
-    ASSERT_TRUE(nack);
-    EXPECT_EQ(nack->payload, Bytes{0x00});
+    ASSERT_NO_FATAL_FAILURE(send_wrong_pattern_and_expect_nack_0x00(*tester));
     EXPECT_TRUE(tester->closed_by_entity());
 }
 
@@ -268,10 +275,7 @@ TEST_F(doip_entity_diagnostic, nack_to_a_tester_that_does_not_read_closes_after_
 TEST_F(doip_entity_diagnostic, nack_to_a_reading_tester_is_followed_by_a_fin_not_a_reset) {
     start();
     auto tester = activated_tester();
-    tester->send(Bytes{0x05, 0xFA, 0x80, 0x01, 0, 0, 0, 6, 0x0E, 0x80, 0x00, 0x10, 0x3E, 0x00});
-    std::optional<Received> nack = tester->receive();
-    ASSERT_TRUE(nack);
-    EXPECT_EQ(nack->payload, Bytes{0x00});
+    ASSERT_NO_FATAL_FAILURE(send_wrong_pattern_and_expect_nack_0x00(*tester));
     pollfd entry{tester->descriptor(), POLLIN, 0};
     ASSERT_EQ(::poll(&entry, 1, 3000), 1);
     std::uint8_t byte = 0;
