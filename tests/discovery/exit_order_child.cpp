@@ -81,12 +81,20 @@ void release_the_callback() {
         fail(guard_gone, "the proxy guard was destroyed while a discovery callback was still to run");
     }
     in_flight->release.set_value();
-    if (!strand_idle(in_flight->extension->strand())) {
-        fail(callback_hung, "the discovery callback did not end");
-    }
-    // The strand's lock, taken by strand_idle, orders the callback's writes before this read.
-    if (in_flight->extension->proxy_ != nullptr) {
-        fail(proxy_left, "the withdrawal's callback left the proxy in place");
+    // The two tasks main saw on the strand may have been the holding task and a late notice of
+    // the earlier find, with the withdrawal's callback still on its way: it is waited for, bounded.
+    const auto deadline = std::chrono::steady_clock::now() + bound;
+    for (;;) {
+        if (!strand_idle(in_flight->extension->strand())) {
+            fail(callback_hung, "the discovery callback did not end");
+        }
+        if (!ruv::dm::foundation::extension::has_proxy(in_flight->extension->proxy_)) {
+            return;
+        }
+        if (std::chrono::steady_clock::now() > deadline) {
+            fail(proxy_left, "the withdrawal's callback left the proxy in place");
+        }
+        std::this_thread::yield();
     }
 }
 
