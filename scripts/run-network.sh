@@ -113,7 +113,7 @@ fi
 # no time, so that every results request finds its routine done, as the session expects.
 "$requests_tool" >"$work/requests.txt"
 for line in "${extra[@]+"${extra[@]}"}"; do echo "$line" >>"$work/requests.txt"; done
-requests=$(grep -cv '^#' "$work/requests.txt")
+requests=$(grep -cv -e '^#' -e '^[[:space:]]*$' "$work/requests.txt")
 echo '{"routine_duration_ms": 0}' >"$work/scenario.json"
 
 # running PID: the process exists and has not exited (bash reaps its children as they end and

@@ -22,7 +22,7 @@ esac
 output=$(mktemp)
 trap 'rm -f "$output"' EXIT
 status=0
-timeout 60 "$source/scripts/run-network.sh" "${script_arguments[@]}" >"$output" 2>&1 || status=$?
+timeout 40 "$source/scripts/run-network.sh" "${script_arguments[@]}" >"$output" 2>&1 || status=$?
 cat "$output"
 [ "$status" != 77 ] || exit 77
 [ "$status" != 2 ] || ! grep -q "no network namespace to be had" "$output" || { echo "skipped"; exit 77; }
