@@ -5,7 +5,8 @@
 # runs zevo-tester through the simulator's scripted session (the requests a tester can run, from
 # zevo-session-requests) with their expected answers, and stops both with SIGTERM.
 # Exit codes: 0 every answer as expected and both stopped cleanly; 1 otherwise; 2 a bad command
-# line or no network namespace to be had; 77 --two-hosts without root (skipped).
+# line or no network namespace to be had; 77 --two-hosts without root (skipped); 124 the whole
+# run's limit (120 s after the build) ran out.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/network_lib.sh"
@@ -46,6 +47,10 @@ done
 # ---- stage 1: build (unless --build), then the run again under the whole-run limit, for one
 # namespace in a network namespace of its own.
 if [ "${ZEVO_RUN_NETWORK_STAGE:-}" != inner ]; then
+  if [ "$two_hosts" = 1 ] && [ "$(id -u)" != 0 ]; then
+    echo "run-network: --two-hosts makes named network namespaces and a veth pair, which needs root: skipped"
+    exit 77
+  fi
   if [ -z "$build" ]; then
     "$root/scripts/install-deps.sh" network
     cmake -S "$root" -B "$root/build/run" -G Ninja -DZEVO_BUILD_TESTS=OFF >/dev/null
@@ -55,7 +60,7 @@ if [ "${ZEVO_RUN_NETWORK_STAGE:-}" != inner ]; then
   fi
   namespace=()
   if [ "$two_hosts" = 1 ]; then
-    [ "$(id -u)" = 0 ] || { echo "run-network: --two-hosts makes named network namespaces and a veth pair, which needs root: skipped"; exit 77; }
+    :  # the namespaces are made by the run itself
   elif unshare -n true 2>/dev/null; then
     namespace=(unshare -n)
   elif unshare -rn true 2>/dev/null; then
