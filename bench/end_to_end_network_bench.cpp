@@ -43,7 +43,7 @@ using zevo::doip::Bytes;
 using zevo::test_support::Child_process;
 
 struct Options {
-    std::size_t rounds = 5000;   ///< timed requests per figure
+    std::size_t rounds = 10000;  ///< timed requests per figure
     std::size_t testers = 8;     ///< testers of the throughput part
     std::size_t seconds = 5;     ///< how long they send
 };
@@ -271,7 +271,16 @@ Load_result sustained_load(const Road& road, Doip_tester& first, const Options& 
     return result;
 }
 
+/// The three load averages of /proc/loadavg: how busy the machine was besides the bench.
+std::string load_average_now() {
+    std::ifstream file("/proc/loadavg");
+    std::string one, five, fifteen;
+    file >> one >> five >> fifteen;
+    return one + " " + five + " " + fifteen;
+}
+
 int run(const Options& options) {
+    const std::string load_average = load_average_now();
     Road road(options.testers);
     Doip_tester tester(road.port(), first_tester);
     std::vector<Wire_sizes> sizes;
@@ -342,8 +351,8 @@ int run(const Options& options) {
     const Load_result load = sustained_load(road, tester, options);
 
     std::printf("end_to_end_network_bench: tester -> DoIP -> zevo-dm serve -> SOME/IP/UDP -> zevo-keysim and back,\n"
-                "%zu requests per figure after %zu to warm up, in %zu turns\n\n",
-                options.rounds, warm_up_rounds, blocks);
+                "%zu requests per figure after %zu to warm up, in %zu turns; load average %s at the start\n\n",
+                options.rounds, warm_up_rounds, blocks, load_average.c_str());
     std::printf("  %-56s %12s %12s   %s\n", "figure", "median", "p99", "context switches per request");
     bool all_met = true;
     for (std::size_t index = 0; index < calls().size(); ++index) {
@@ -371,7 +380,7 @@ int run(const Options& options) {
                 1e6 * load.host_cpu_s / requests, static_cast<double>(load.host_switches) / requests);
     std::printf("  zevo-keysim:    %.1f us processor time, %.2f context switches per request\n",
                 1e6 * load.keysim_cpu_s / requests, static_cast<double>(load.keysim_switches) / requests);
-    std::printf("goal %s\n", all_met ? "met for both calls" : "MISSED");
+    if (unexpected == 0 && load.unexpected == 0) std::printf("goal %s\n", all_met ? "met for both calls" : "MISSED");
     return exit_code_of_requests(unexpected, load.unexpected);
 }
 
@@ -389,7 +398,7 @@ int main(int argc, char** argv) {
         if (option == "--seconds" && index + 1 < argc && parse_count(argv[++index], options.seconds)) continue;
         std::fprintf(stderr,
                      "usage: end_to_end_network_bench [--rounds N] [--testers N] [--seconds N]\n"
-                     "  --rounds N    timed requests per figure (default 5000)\n"
+                     "  --rounds N    timed requests per figure (default 10000)\n"
                      "  --testers N   testers of the throughput part, 1 to %zu (default 8)\n"
                      "  --seconds N   how long they send (default 5)\n",
                      load_requests.size());
