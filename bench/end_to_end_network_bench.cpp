@@ -4,10 +4,10 @@
 // 0x0648 from a DoIP tester in this process, each beside the raw ping-pongs it is made of,
 // measured in the same run and in turns with it: a TCP ping-pong of the DoIP frames' sizes and a
 // UDP ping-pong of the SOME/IP messages' sizes (both learnt from the wire at the start), between
-// this process and echo processes of its own. Then the requests a second that several testers
-// sustain together, and what the serve process and zevo-keysim use per request (processor time,
-// context switches, from /proc). Main thread, plus one thread per tester in the throughput part;
-// not a test.
+// this process and echo processes of its own; with each figure the context switches and the
+// processor time per request of every process taking part (from /proc). Then the requests a
+// second that several testers sustain together, and what the serve process and zevo-keysim use
+// per request meanwhile. Main thread, plus one thread per tester in the throughput part; not a test.
 // Usage: end_to_end_network_bench [--rounds N] [--testers N] [--seconds N]
 
 #include <signal.h>
@@ -174,31 +174,43 @@ Wire_sizes sizes_on_the_wire(Doip_tester& tester, Udp_capture& capture, const Ca
             datagrams[1].payload};
 }
 
-/// Context switches of a set of processes over the periods between start() and stop().
-class Switch_count {
+/// Context switches and processor time of a set of processes over the periods between start()
+/// and stop().
+class Process_usage {
 public:
-    explicit Switch_count(std::vector<pid_t> pids) : pids_(std::move(pids)), totals_(pids_.size()), marks_(pids_.size()) {}
+    explicit Process_usage(std::vector<pid_t> pids)
+        : pids_(std::move(pids)), switches_(pids_.size()), switch_marks_(pids_.size()), cpu_(pids_.size()),
+          cpu_marks_(pids_.size()) {}
     void start() {
-        for (std::size_t index = 0; index < pids_.size(); ++index) marks_[index] = context_switches(pids_[index]);
+        for (std::size_t index = 0; index < pids_.size(); ++index) {
+            switch_marks_[index] = context_switches(pids_[index]);
+            cpu_marks_[index] = running_seconds(pids_[index]);
+        }
     }
     void stop() {
-        for (std::size_t index = 0; index < pids_.size(); ++index) totals_[index] += context_switches(pids_[index]) - marks_[index];
+        for (std::size_t index = 0; index < pids_.size(); ++index) {
+            switches_[index] += context_switches(pids_[index]) - switch_marks_[index];
+            cpu_[index] += running_seconds(pids_[index]) - cpu_marks_[index];
+        }
     }
-    double per(std::size_t index, std::size_t requests) const {
-        return static_cast<double>(totals_[index]) / static_cast<double>(requests);
+    double switches_per(std::size_t index, std::size_t requests) const {
+        return static_cast<double>(switches_[index]) / static_cast<double>(requests);
+    }
+    double cpu_us_per(std::size_t index, std::size_t requests) const {
+        return 1e6 * cpu_[index] / static_cast<double>(requests);
     }
 
 private:
     std::vector<pid_t> pids_;
-    std::vector<long> totals_;
-    std::vector<long> marks_;
+    std::vector<long> switches_, switch_marks_;
+    std::vector<double> cpu_, cpu_marks_;
 };
 
 /// The figures of one call and its two raw ping-pongs.
 struct Call_figures {
     Wire_sizes sizes;
     Latencies raw_tcp, raw_udp, end_to_end;
-    Switch_count tcp_switches, udp_switches, road_switches;  // this process first, then the others
+    Process_usage tcp_usage, udp_usage, road_usage;  // this process first, then the others
 };
 
 void print_figure(const std::string& figure, const Latencies& samples, const std::string& switches) {
@@ -206,11 +218,13 @@ void print_figure(const std::string& figure, const Latencies& samples, const std
     std::printf("  %-56s %9.1f us %9.1f us   %s\n", figure.c_str(), measured.median_us, measured.p99_us, switches.c_str());
 }
 
-std::string switches_text(const Switch_count& count, std::size_t requests, const std::vector<const char*>& names) {
+/// "bench 2.0 / 9.1 us, zevo-dm ...": context switches and processor time per request of each.
+std::string usage_text(const Process_usage& usage, std::size_t requests, const std::vector<const char*>& names) {
     std::string text;
-    char part[64];
+    char part[80];
     for (std::size_t index = 0; index < names.size(); ++index) {
-        std::snprintf(part, sizeof part, "%s%s %.1f", index == 0 ? "" : ", ", names[index], count.per(index, requests));
+        std::snprintf(part, sizeof part, "%s%s %.1f / %.1f us", index == 0 ? "" : ", ", names[index],
+                      usage.switches_per(index, requests), usage.cpu_us_per(index, requests));
         text += part;
     }
     return text;
@@ -317,9 +331,9 @@ int run(const Options& options) {
     std::vector<Call_figures> figures;
     for (std::size_t index = 0; index < calls().size(); ++index) {
         const pid_t self = ::getpid();
-        figures.push_back({sizes[index], {}, {}, {}, Switch_count({self, raw[index].tcp_peer->pid()}),
-                           Switch_count({self, raw[index].udp_peer->pid()}),
-                           Switch_count({self, road.host_pid(), road.keysim_pid()})});
+        figures.push_back({sizes[index], {}, {}, {}, Process_usage({self, raw[index].tcp_peer->pid()}),
+                           Process_usage({self, raw[index].udp_peer->pid()}),
+                           Process_usage({self, road.host_pid(), road.keysim_pid()})});
     }
     const auto request_of = [&](std::size_t index) {
         return [&, index] { return tester.exchange(calls()[index].request) == calls()[index].expected; };
@@ -331,19 +345,19 @@ int run(const Options& options) {
     }
     // A call's three figures are taken in turns, a block of each at a time, so that a machine
     // busy with something else for a while weighs on all of them alike.
-    const auto timed = [&](Latencies& into, Switch_count& switches, std::size_t rounds, auto request) {
-        switches.start();
+    const auto timed = [&](Latencies& into, Process_usage& usage, std::size_t rounds, auto request) {
+        usage.start();
         const Latencies block = time_requests(rounds, 0, request, unexpected);
-        switches.stop();
+        usage.stop();
         into.insert(into.end(), block.begin(), block.end());
     };
     for (std::size_t block = 0; block < blocks; ++block) {
         const std::size_t rounds = options.rounds / blocks + (block < options.rounds % blocks ? 1 : 0);
         for (std::size_t index = 0; index < calls().size(); ++index) {
             Call_figures& call = figures[index];
-            timed(call.raw_tcp, call.tcp_switches, rounds, [&] { return raw[index].tcp->exchange(); });
-            timed(call.raw_udp, call.udp_switches, rounds, [&] { return raw[index].udp->exchange(); });
-            timed(call.end_to_end, call.road_switches, rounds, request_of(index));
+            timed(call.raw_tcp, call.tcp_usage, rounds, [&] { return raw[index].tcp->exchange(); });
+            timed(call.raw_udp, call.udp_usage, rounds, [&] { return raw[index].udp->exchange(); });
+            timed(call.end_to_end, call.road_usage, rounds, request_of(index));
         }
     }
     raw.clear();  // the echo processes end before the load
@@ -353,7 +367,7 @@ int run(const Options& options) {
     std::printf("end_to_end_network_bench: tester -> DoIP -> zevo-dm serve -> SOME/IP/UDP -> zevo-keysim and back,\n"
                 "%zu requests per figure after %zu to warm up, in %zu turns; load average %s at the start\n\n",
                 options.rounds, warm_up_rounds, blocks, load_average.c_str());
-    std::printf("  %-56s %12s %12s   %s\n", "figure", "median", "p99", "context switches per request");
+    std::printf("  %-56s %12s %12s   %s\n", "figure", "median", "p99", "per request: context switches / processor time");
     bool all_met = true;
     for (std::size_t index = 0; index < calls().size(); ++index) {
         const Call_figures& call = figures[index];
@@ -361,12 +375,12 @@ int run(const Options& options) {
         std::printf("%s\n", calls()[index].name);
         print_figure("raw TCP ping-pong, " + std::to_string(call.sizes.doip_request) + " -> " +
                          std::to_string(call.sizes.doip_reply) + " B (DoIP frames)",
-                     call.raw_tcp, switches_text(call.tcp_switches, n, {"bench", "echo"}));
+                     call.raw_tcp, usage_text(call.tcp_usage, n, {"bench", "echo"}));
         print_figure("raw UDP ping-pong, " + std::to_string(call.sizes.someip_request) + " -> " +
                          std::to_string(call.sizes.someip_response) + " B (SOME/IP messages)",
-                     call.raw_udp, switches_text(call.udp_switches, n, {"bench", "echo"}));
+                     call.raw_udp, usage_text(call.udp_usage, n, {"bench", "echo"}));
         print_figure("end to end", call.end_to_end,
-                     switches_text(call.road_switches, n, {"bench", "zevo-dm", "zevo-keysim"}));
+                     usage_text(call.road_usage, n, {"bench", "zevo-dm", "zevo-keysim"}));
         const double sum = percentiles(call.raw_tcp).median_us + percentiles(call.raw_udp).median_us;
         const double ratio = percentiles(call.end_to_end).median_us / sum;
         all_met = all_met && ratio <= goal;

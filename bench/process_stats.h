@@ -1,6 +1,7 @@
 #pragma once
 // What another process of a bench (an echo peer, zevo-keysim, a zevo-dm serve process) has used
-// so far, read from /proc: context switches of all its threads and its processor time; and the
+// so far, read from /proc: context switches of all its threads and its processor time (as the
+// kernel's clock ticks count it, and as the scheduler counts it to the nanosecond); and the
 // process id of a child found by its name. Called on the bench's measuring thread; a process that
 // cannot be read throws std::runtime_error.
 
@@ -15,22 +16,41 @@
 
 namespace zevo::bench {
 
-/// Context switches (voluntary and not) of all threads of a process so far.
-inline long context_switches(pid_t pid) {
+/// Calls `look(path)` with the /proc directory of every thread of a process.
+template <class Look>
+void for_each_thread(pid_t pid, Look look) {
     const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
     DIR* directory = ::opendir(tasks.c_str());
     if (directory == nullptr) throw std::runtime_error("cannot read " + tasks);
-    long total = 0;
     while (const dirent* task = ::readdir(directory)) {
-        if (task->d_name[0] == '.') continue;
-        std::ifstream status(tasks + "/" + task->d_name + "/status");
+        if (task->d_name[0] != '.') look(tasks + "/" + task->d_name);
+    }
+    ::closedir(directory);
+}
+
+/// Context switches (voluntary and not) of all threads of a process so far.
+inline long context_switches(pid_t pid) {
+    long total = 0;
+    for_each_thread(pid, [&total](const std::string& thread) {
+        std::ifstream status(thread + "/status");
         std::string line;
         while (std::getline(status, line)) {
             if (line.find("ctxt_switches:") != std::string::npos) total += std::stol(line.substr(line.find(':') + 1));
         }
-    }
-    ::closedir(directory);
+    });
     return total;
+}
+
+/// Time on a processor of the threads a process has now, in seconds, to the nanosecond (the
+/// scheduler's own account, /proc/PID/task/TID/schedstat); threads that have ended are not in it.
+inline double running_seconds(pid_t pid) {
+    unsigned long long nanoseconds = 0;
+    for_each_thread(pid, [&nanoseconds](const std::string& thread) {
+        std::ifstream schedstat(thread + "/schedstat");
+        unsigned long long on_cpu = 0;
+        if (schedstat >> on_cpu) nanoseconds += on_cpu;
+    });
+    return static_cast<double>(nanoseconds) / 1e9;
 }
 
 /// The fields of /proc/PID/stat after the command name (which may hold blanks): field 3 first.
