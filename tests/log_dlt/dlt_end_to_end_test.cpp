@@ -170,12 +170,22 @@ TEST_F(Dlt_end_to_end, session_at_level_5_arrives_as_the_console_prints_it) {
     EXPECT_TRUE(std::any_of(trace.begin(), trace.end(), [](const auto& entry) { return entry.first.level == "debug"; }));
     EXPECT_EQ(count_of(received, "ACOM"), trace);
     // The host's and the simulator's own lines carry times that differ from run to run: the
-    // same number arrives at each level.
+    // same number arrives at each level. How many 7F xx 78 the server sends depends on how long
+    // each job took in that run (a slow machine or a sanitizer makes one more), so the notes of
+    // them are left out of the count.
+    const auto counted = [](const Record_key& record, const char* context) {
+        return record.context_id == context &&
+               record.text.find(" 78 sent: the job has not answered yet") == std::string::npos;
+    };
     for (const char* context : {"HOST", "KSIM"}) {
         std::map<std::string, int> printed_levels;
         std::map<std::string, int> received_levels;
-        for (const Record_key& record : printed) printed_levels[record.level] += record.context_id == context;
-        for (const Record_key& record : received) received_levels[record.level] += record.context_id == context;
+        for (const Record_key& record : printed) {
+            if (counted(record, context)) ++printed_levels[record.level];
+        }
+        for (const Record_key& record : received) {
+            if (counted(record, context)) ++received_levels[record.level];
+        }
         EXPECT_GT(printed_levels["info"], 0) << context;
         EXPECT_EQ(received_levels, printed_levels) << context;
     }
