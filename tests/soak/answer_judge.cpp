@@ -16,8 +16,14 @@ bool Answer_judge::other_under_way(std::uint16_t identifier, int connection, Tim
     for (const auto& [id, other] : in_flight_) {
         if (overlaps(other)) return true;
     }
-    for (const Under_way& other : ended_) {
-        if (overlaps(other)) return true;
+    auto ended = ended_.find(identifier);
+    if (ended == ended_.end()) return false;
+    // Newest first: a request that ended before `from`, less the longest it may stay busy, ends
+    // the search (they ended nearly in order, hence the second's slack).
+    const auto& list = ended->second;
+    for (auto other = list.rbegin(); other != list.rend(); ++other) {
+        if (overlaps(*other)) return true;
+        if (other->ended + settings_.cancel_grace + std::chrono::seconds(1) < from) break;
     }
     return false;
 }
@@ -25,7 +31,7 @@ bool Answer_judge::other_under_way(std::uint16_t identifier, int connection, Tim
 Verdict Answer_judge::explain_negative(const Under_way& request, const Answer_sequence& sequence,
                                        bool must_be_general_reject) const {
     const std::uint8_t nrc = sequence.outcome().nrc;
-    const Time answered = sequence.sent() + sequence.answer_time();
+    const Time answered = sequence.ended();
     if (nrc == 0x10) return {true, {}};
     if (must_be_general_reject) return {false, "expected 7F xx 10 for a call left to the request time-out"};
     const std::uint16_t identifier = request.info.identifier;
@@ -42,8 +48,9 @@ Verdict Answer_judge::explain_negative(const Under_way& request, const Answer_se
         }
         auto work = start_work_.find(identifier);
         if (work != start_work_.end()) {
-            for (Time answer : work->second) {
-                if (answer <= answered && answer + settings_.routine_work >= request.started) return {true, {}};
+            for (auto answer = work->second.rbegin(); answer != work->second.rend(); ++answer) {
+                if (*answer <= answered && *answer + settings_.routine_work >= request.started) return {true, {}};
+                if (*answer + settings_.routine_work + std::chrono::seconds(1) < request.started) break;
             }
         }
         return {false, "conditions not correct (0x22) to a Start while no work of the routine could still run"};
@@ -63,7 +70,8 @@ Verdict Answer_judge::request_ended(Request_id id, const Answer_sequence& sequen
     Under_way request = found->second;
     in_flight_.erase(found);
     const Outcome& outcome = sequence.outcome();
-    const Time answered = sequence.sent() + sequence.answer_time();
+    const Time answered = sequence.ended();
+    request.ended = answered;
     request.busy_until = outcome.kind == Outcome::Kind::exempt ? answered + settings_.cancel_grace : answered;
 
     Verdict verdict;
@@ -86,7 +94,7 @@ Verdict Answer_judge::request_ended(Request_id id, const Answer_sequence& sequen
             first_good_start_answer_.emplace(request.info.identifier, answered);
         }
     }
-    ended_.push_back(request);
+    ended_[request.info.identifier].push_back(request);
     forget_before(now - settings_.window);
     return verdict;
 }
@@ -97,7 +105,9 @@ void Answer_judge::keysim_killed(Time at) {
 }
 
 void Answer_judge::forget_before(Time limit) {
-    while (!ended_.empty() && ended_.front().busy_until < limit) ended_.pop_front();
+    for (auto& [identifier, list] : ended_) {
+        while (!list.empty() && list.front().busy_until < limit) list.pop_front();
+    }
     for (auto& [routine, answers] : start_work_) {
         while (!answers.empty() && answers.front() < limit) answers.pop_front();
     }

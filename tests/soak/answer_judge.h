@@ -21,7 +21,7 @@ namespace zevo::soak {
 struct Judge_settings {
     Milliseconds routine_work{1000};  ///< how long a Start's work may still run after its answer
     Milliseconds cancel_grace{5000};  ///< how long a job of a connection closed on purpose may still run
-    Milliseconds window{60000};       ///< how long ended requests are remembered
+    Milliseconds window{30000};       ///< how long ended requests are remembered
 };
 
 struct Verdict {
@@ -49,6 +49,7 @@ private:
         int connection = 0;
         Request_info info;
         Time started;
+        Time ended = Time::max();       ///< in flight: max
         Time busy_until = Time::max();  ///< in flight: max
     };
 
@@ -61,7 +62,7 @@ private:
     Judge_settings settings_;
     Request_id next_id_ = 1;
     std::map<Request_id, Under_way> in_flight_;
-    std::deque<Under_way> ended_;                       ///< oldest first
+    std::map<std::uint16_t, std::deque<Under_way>> ended_;  ///< per identifier, in the order they ended
     /// Per routine: the answer of the first Start that succeeded after the last kill.
     std::map<std::uint16_t, Time> first_good_start_answer_;
     std::map<std::uint16_t, std::deque<Time>> start_work_;  ///< per routine: answers of good Starts

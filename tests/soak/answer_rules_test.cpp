@@ -140,6 +140,16 @@ TEST(Answer_judge, busy_is_accepted_while_another_connection_has_the_identifier_
     EXPECT_FALSE(judge_one(judge, 1, read_2c56, t0 + 10ms, t0 + 11ms, {0x7F, 0x22, 0x21}).accepted);
 }
 
+TEST(Answer_judge, busy_is_explained_by_a_request_that_overlapped_it_by_less_than_a_millisecond) {
+    Answer_judge judge;
+    const auto other = judge.request_started(2, read_2c56, t0);
+    const auto busy = judge.request_started(1, read_2c56, t0 + 100us);
+    judge.request_ended(other, answered_with(read_2c56, t0, t0 + 300us, {0x62, 0x2C, 0x56, 0, 0, 2}), t0 + 300us);
+    EXPECT_TRUE(judge.request_ended(busy, answered_with(read_2c56, t0 + 100us, t0 + 200us, {0x7F, 0x22, 0x21}),
+                                    t0 + 400us)
+                    .accepted);
+}
+
 TEST(Answer_judge, busy_is_not_explained_by_the_same_connection_or_another_identifier) {
     Answer_judge judge;
     judge.request_started(1, read_2c56, t0);

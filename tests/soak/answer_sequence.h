@@ -57,6 +57,8 @@ public:
     int pending_answers() const { return pending_answers_; }
     /// From the send to the final answer (or to the end of the sequence).
     Milliseconds answer_time() const;
+    /// When the sequence ended: the final answer, the loss or the close.
+    Time ended() const { return ended_; }
     /// The frames so far with their times since the send, for a failure's report.
     const std::string& history() const { return history_; }
 

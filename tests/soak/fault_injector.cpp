@@ -1,0 +1,90 @@
+#include "tests/soak/fault_injector.h"
+
+#include <thread>
+
+#include "sim/key_simulator.h"
+#include "tests/soak/traffic_mix.h"
+
+namespace zevo::soak {
+namespace {
+
+std::string identifier_text(std::uint16_t identifier) {
+    char text[8];
+    std::snprintf(text, sizeof text, "0x%04X", identifier);
+    return text;
+}
+
+}  // namespace
+
+void Fault_injector::inject_until(Time end) {
+    for (;;) {
+        const Time next = Clock::now() + Milliseconds(std::uniform_int_distribution<int>(300, 2500)(random_));
+        if (next >= end) {
+            std::this_thread::sleep_until(end);
+            return;
+        }
+        std::this_thread::sleep_until(next);
+        switch (std::uniform_int_distribution<int>(0, 3)(random_)) {
+            case 0: restart_keysim(); break;
+            case 1: withdraw_and_offer(); break;
+            case 2: leave_in_the_middle(); break;
+            default: hold_until_timeout(); break;
+        }
+    }
+}
+
+void Fault_injector::restart_keysim() {
+    referee_.tally().count_fault("keysim-killed");
+    keysim_.kill();
+    referee_.keysim_killed(Clock::now());
+    std::this_thread::sleep_for(Milliseconds(std::uniform_int_distribution<int>(0, 500)(random_)));
+    try {
+        keysim_.start();
+    } catch (const std::exception& error) {
+        referee_.tally().fail(std::string("restart of zevo-keysim: ") + error.what());
+    }
+}
+
+void Fault_injector::withdraw_and_offer() {
+    const auto& all = sim::served_identifiers();
+    const std::string identifier = identifier_text(all[std::uniform_int_distribution<std::size_t>(0, all.size() - 1)(random_)]);
+    referee_.tally().count_fault("withdrawn");
+    const std::string withdrawn = keysim_.control("withdraw " + identifier);
+    std::this_thread::sleep_for(Milliseconds(std::uniform_int_distribution<int>(100, 1500)(random_)));
+    const std::string offered = keysim_.control("offer " + identifier);
+    if (withdrawn != "ok" || offered != "ok") {
+        referee_.tally().fail("withdraw and offer " + identifier + " through the control port: '" + withdrawn +
+                              "', '" + offered + "'");
+    }
+}
+
+void Fault_injector::leave_in_the_middle() {
+    referee_.tally().count_fault("tester-left");
+    const Outcome outcome = tester_.exchange(slow_request(), true);
+    const std::string failed = tester_.connect();
+    if (!failed.empty()) referee_.tally().fail("the tester that left could not come back: " + failed);
+    (void)outcome;
+}
+
+void Fault_injector::hold_until_timeout() {
+    referee_.tally().count_fault("held-to-timeout");
+    tester_.exchange(held_call_request(), false, true);
+}
+
+bool Fault_injector::recovered(Milliseconds bound) {
+    const Time deadline = Clock::now() + bound;
+    for (const Bytes& request : recovery_requests()) {
+        for (;;) {
+            if (tester_.exchange(request).kind == Outcome::Kind::positive) break;
+            if (Clock::now() >= deadline) {
+                referee_.tally().fail("no positive answer to " + hex_text(request) + " within " +
+                                      std::to_string(bound.count()) + " ms after the faults");
+                return false;
+            }
+            std::this_thread::sleep_for(Milliseconds(50));
+        }
+    }
+    return true;
+}
+
+}  // namespace zevo::soak

@@ -1,0 +1,39 @@
+#pragma once
+// The workshop faults of the soak, injected at random moments from a seeded engine: zevo-keysim
+// killed with SIGKILL and started again; a service withdrawn and offered again through the
+// control port; a tester that leaves in the middle of a slow job and comes back; a call that
+// zevo-keysim holds until the platform's request time-out ends it. After the faults, a check that
+// every kind of request is answered positively again. Runs on the soak's main thread; its own
+// tester sends the faults' requests.
+
+#include <random>
+
+#include "tests/soak/keysim_holder.h"
+#include "tests/soak/soak_tester.h"
+
+namespace zevo::soak {
+
+class Fault_injector {
+public:
+    Fault_injector(Keysim_holder& keysim, Soak_tester& tester, Soak_referee& referee, std::uint32_t seed)
+        : keysim_(keysim), tester_(tester), referee_(referee), random_(seed) {}
+
+    /// Injects faults at random moments, 300 to 2500 ms apart, until `end`.
+    void inject_until(Time end);
+    /// Until every request of recovery_requests() has been answered positively, at most `bound`;
+    /// false (and a failure counted) when one was not.
+    bool recovered(Milliseconds bound);
+
+private:
+    void restart_keysim();
+    void withdraw_and_offer();
+    void leave_in_the_middle();
+    void hold_until_timeout();
+
+    Keysim_holder& keysim_;
+    Soak_tester& tester_;
+    Soak_referee& referee_;
+    std::mt19937 random_;
+};
+
+}  // namespace zevo::soak
