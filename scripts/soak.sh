@@ -41,8 +41,12 @@ skip=()
 if grep -q '^ZEVO_SANITIZE:.*address' "$build/CMakeCache.txt" 2>/dev/null; then
   skip=(--skip-rss-rule "AddressSanitizer keeps freed memory in quarantine, so RSS cannot show a leak here")
 fi
-# zevo-soak bounds every wait itself; this bounds the whole run once more. Its children die with it.
-timeout --kill-after=10 $((seconds + 240)) "$build/tests/soak/zevo-soak" --seconds "$seconds" \
-  --keysim "$build/sim/zevo-keysim" --zevo-dm "$build/host/zevo-dm" \
+# zevo-soak bounds every wait itself; `timeout` bounds the whole run once more. zevo-soak dies
+# with `timeout` (setpriv's parent-death signal) and its children die with it, so the cleanup at
+# exit, which kills `timeout`, stops them all.
+timeout --kill-after=10 $((seconds + 240)) setpriv --pdeathsig KILL "$build/tests/soak/zevo-soak" \
+  --seconds "$seconds" --keysim "$build/sim/zevo-keysim" --zevo-dm "$build/host/zevo-dm" \
   --keysim-manifest "$root/manifests/keysim.json" --host-manifest "$work/host.json" \
-  --request-timeout 2000 --work "$work" "${skip[@]}" "${extra[@]}"
+  --request-timeout 2000 --work "$work" "${skip[@]}" "${extra[@]}" &
+pids+=("$!")
+wait "$!"

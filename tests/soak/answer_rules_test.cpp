@@ -62,6 +62,7 @@ TEST(Answer_sequence, each_response_pending_gives_the_final_answer_p2_star_and_t
     sequence.on_acknowledge(t0 + 1ms);
     sequence.on_answer(t0 + 40ms, {0x7F, 0x31, 0x78});
     EXPECT_EQ(sequence.deadline(), t0 + 40ms + 5500ms);
+    EXPECT_EQ(sequence.first_answer_time(), 40ms);
     sequence.on_answer(t0 + 2040ms, {0x7F, 0x31, 0x78});
     EXPECT_EQ(sequence.deadline(), t0 + 2040ms + 5500ms);
     EXPECT_FALSE(sequence.finished());

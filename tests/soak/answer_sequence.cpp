@@ -50,6 +50,7 @@ void Answer_sequence::on_answer(Time at, const Bytes& uds) {
     if (finished()) return;
     note(at, "<- " + hex_text(uds));
     if (!acknowledged_) return finish(Outcome::Kind::violation, at, "an answer before the acknowledge");
+    if (pending_answers_ == 0) first_answer_ = std::chrono::duration_cast<Milliseconds>(at - sent_);
     const std::uint8_t service = request_.empty() ? 0 : request_[0];
     if (uds.size() == 3 && uds[0] == 0x7F) {
         if (uds[1] != service) return finish(Outcome::Kind::violation, at, "a negative answer for another service");

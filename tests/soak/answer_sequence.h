@@ -59,6 +59,9 @@ public:
     Milliseconds answer_time() const;
     /// When the sequence ended: the final answer, the loss or the close.
     Time ended() const { return ended_; }
+    /// From the send to the first answer after the acknowledge (a 0x78 or the final one); zero
+    /// when none came.
+    Milliseconds first_answer_time() const { return first_answer_; }
     /// The frames so far with their times since the send, for a failure's report.
     const std::string& history() const { return history_; }
 
@@ -74,6 +77,7 @@ private:
     Time ended_;
     bool acknowledged_ = false;
     int pending_answers_ = 0;
+    Milliseconds first_answer_{0};
     Outcome outcome_;
     std::string history_;
 };

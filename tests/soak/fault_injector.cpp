@@ -66,9 +66,34 @@ void Fault_injector::leave_in_the_middle() {
     (void)outcome;
 }
 
+bool Fault_injector::held_call_service_found(Milliseconds bound) {
+    const Time deadline = Clock::now() + bound;
+    Bytes results = held_call_request();
+    results.resize(4);
+    results[1] = 0x03;
+    do {
+        const Outcome outcome = tester_.exchange(results);
+        if (outcome.kind != Outcome::Kind::negative || outcome.nrc != 0x10) return true;
+        std::this_thread::sleep_for(Milliseconds(20));
+    } while (Clock::now() < deadline);
+    return false;
+}
+
 void Fault_injector::hold_until_timeout() {
+    // After a restart or an offer the host may not have found the service yet, and would end the
+    // call at once: the fault is only a held call once the service is there.
+    if (!held_call_service_found(Milliseconds(10000))) {
+        referee_.tally().fail("the held call's service was not found again within 10 s");
+        return;
+    }
     referee_.tally().count_fault("held-to-timeout");
-    tester_.exchange(held_call_request(), false, true);
+    const Time sent = Clock::now();
+    const Outcome outcome = tester_.exchange(held_call_request(), false, true);
+    const Milliseconds took = std::chrono::duration_cast<Milliseconds>(Clock::now() - sent);
+    if (outcome.kind == Outcome::Kind::negative && took < request_timeout_ * 9 / 10) {
+        referee_.tally().fail("the held call ended after " + std::to_string(took.count()) + " ms, before the " +
+                              std::to_string(request_timeout_.count()) + " ms of the request time-out");
+    }
 }
 
 bool Fault_injector::recovered(Milliseconds bound) {
@@ -81,7 +106,8 @@ bool Fault_injector::recovered(Milliseconds bound) {
                                       std::to_string(bound.count()) + " ms after the faults");
                 return false;
             }
-            std::this_thread::sleep_for(Milliseconds(50));
+            // Busy (0x21) or a routine's work still running (0x22): the testers ask for the same.
+            std::this_thread::sleep_for(Milliseconds(10));
         }
     }
     return true;

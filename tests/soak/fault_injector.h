@@ -15,8 +15,10 @@ namespace zevo::soak {
 
 class Fault_injector {
 public:
-    Fault_injector(Keysim_holder& keysim, Soak_tester& tester, Soak_referee& referee, std::uint32_t seed)
-        : keysim_(keysim), tester_(tester), referee_(referee), random_(seed) {}
+    /// `request_timeout`: the platform's, which ends the held call.
+    Fault_injector(Keysim_holder& keysim, Soak_tester& tester, Soak_referee& referee, std::uint32_t seed,
+                   Milliseconds request_timeout)
+        : keysim_(keysim), tester_(tester), referee_(referee), random_(seed), request_timeout_(request_timeout) {}
 
     /// Injects faults at random moments, 300 to 2500 ms apart, until `end`.
     void inject_until(Time end);
@@ -29,11 +31,15 @@ private:
     void withdraw_and_offer();
     void leave_in_the_middle();
     void hold_until_timeout();
+    /// Until the host has the service of the held call's routine (its RequestResults is answered
+    /// other than 7F 31 10), at most `bound`.
+    bool held_call_service_found(Milliseconds bound);
 
     Keysim_holder& keysim_;
     Soak_tester& tester_;
     Soak_referee& referee_;
     std::mt19937 random_;
+    Milliseconds request_timeout_;
 };
 
 }  // namespace zevo::soak

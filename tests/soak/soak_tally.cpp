@@ -18,6 +18,7 @@ void Soak_tally::count(const Answer_sequence& sequence, const Verdict& verdict) 
         longest_answer_ = sequence.answer_time();
         longest_request_ = hex_text(sequence.request());
     }
+    if (sequence.first_answer_time() > longest_first_answer_) longest_first_answer_ = sequence.first_answer_time();
     if (verdict.accepted) return;
     ++failures_;
     if (failure_texts_.size() < failures_shown) {
@@ -51,6 +52,8 @@ void Soak_tally::print(std::ostream& out) const {
     out << "\n";
     out << "pending:    " << pending_answers_ << " 7F xx 78 in " << requests_with_pending_ << " requests\n";
     out << "longest:    " << longest_answer_.count() << " ms from request to final answer (" << longest_request_ << ")\n";
+    out << "first:      " << longest_first_answer_.count()
+        << " ms at most from request to its first answer, 7F xx 78 or final (P2 is 50 ms)\n";
     out << "faults:    ";
     if (faults_.empty()) out << " none";
     for (const auto& [kind, count] : faults_) out << " " << kind << " " << count << ";";

@@ -35,6 +35,7 @@ private:
     std::map<std::uint8_t, std::size_t> nrcs_;  ///< final negative answers by code
     std::map<std::string, std::size_t> faults_;
     Milliseconds longest_answer_{0};
+    Milliseconds longest_first_answer_{0};
     std::string longest_request_;
     std::size_t failures_ = 0;
     std::vector<std::string> failure_texts_;    ///< the first few
