@@ -79,6 +79,18 @@ TEST(Answer_sequence, response_pending_not_followed_by_a_final_answer_is_a_loss)
     EXPECT_EQ(sequence.outcome().kind, Outcome::Kind::lost);
 }
 
+TEST(Answer_sequence, response_pending_without_end_is_a_loss_after_the_longest_time) {
+    Sequence_limits limits{2000ms, 5000ms, 1000ms, 10000ms};
+    Answer_sequence sequence(start_c00f, t0, limits);
+    sequence.on_acknowledge(t0 + 1ms);
+    Time at = t0 + 40ms;
+    for (int i = 0; i < 4; ++i, at += 2000ms) sequence.on_answer(at, {0x7F, 0x31, 0x78});
+    sequence.on_answer(at, {0x7F, 0x31, 0x78});
+    EXPECT_EQ(sequence.deadline(), t0 + 10000ms);
+    sequence.on_deadline(sequence.deadline());
+    EXPECT_EQ(sequence.outcome().kind, Outcome::Kind::lost);
+}
+
 TEST(Answer_sequence, negative_answer_of_another_service_is_a_violation) {
     Answer_sequence sequence(start_c00f, t0);
     sequence.on_acknowledge(t0 + 1ms);

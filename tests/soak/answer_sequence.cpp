@@ -1,5 +1,6 @@
 #include "tests/soak/answer_sequence.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace zevo::soak {
@@ -26,7 +27,7 @@ void Answer_sequence::on_acknowledge(Time at) {
     note(at, "<- acknowledge");
     if (acknowledged_) return finish(Outcome::Kind::violation, at, "a second acknowledge");
     acknowledged_ = true;
-    deadline_ = at + limits_.p2_star + limits_.margin;
+    deadline_ = std::min(at + limits_.p2_star + limits_.margin, sent_ + limits_.longest);
 }
 
 void Answer_sequence::on_negative_acknowledge(Time at, std::uint8_t code) {
@@ -56,7 +57,7 @@ void Answer_sequence::on_answer(Time at, const Bytes& uds) {
         if (uds[1] != service) return finish(Outcome::Kind::violation, at, "a negative answer for another service");
         if (uds[2] == 0x78) {
             ++pending_answers_;
-            deadline_ = at + limits_.p2_star + limits_.margin;
+            deadline_ = std::min(at + limits_.p2_star + limits_.margin, sent_ + limits_.longest);
             return;
         }
         return finish(Outcome::Kind::negative, at, {}, uds[2]);
@@ -85,6 +86,8 @@ void Answer_sequence::on_deadline(Time at) {
     note(at, "   nothing more came");
     finish(Outcome::Kind::lost, at,
            !acknowledged_        ? "no acknowledge within " + std::to_string(limits_.acknowledge.count()) + " ms"
+           : at >= sent_ + limits_.longest ? "no final answer within " + std::to_string(limits_.longest.count()) +
+                                                  " ms of the request"
            : pending_answers_ > 0 ? "no answer within P2* and the margin after the last 7F xx 78"
                                   : "no answer within P2* and the margin after the acknowledge");
 }

@@ -16,6 +16,7 @@ struct Sequence_limits {
     Milliseconds acknowledge{2000};  ///< the tester's limit for the acknowledge
     Milliseconds p2_star{5000};      ///< from the acknowledge or a 0x78 to the next answer
     Milliseconds margin{1000};       ///< added to p2_star for a loaded machine
+    Milliseconds longest{60000};     ///< from the send to the final answer, whatever 0x78 came
 };
 
 struct Outcome {
