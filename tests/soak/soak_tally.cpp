@@ -14,7 +14,8 @@ void Soak_tally::count(const Answer_sequence& sequence, const Verdict& verdict) 
     if (outcome.kind == Outcome::Kind::positive) ++positive_;
     if (outcome.kind == Outcome::Kind::negative) ++nrcs_[outcome.nrc];
     if (outcome.kind == Outcome::Kind::exempt) ++exempt_;
-    if (outcome.kind != Outcome::Kind::exempt && sequence.answer_time() > longest_answer_) {
+    const bool final_answer = outcome.kind == Outcome::Kind::positive || outcome.kind == Outcome::Kind::negative;
+    if (final_answer && sequence.answer_time() > longest_answer_) {
         longest_answer_ = sequence.answer_time();
         longest_request_ = hex_text(sequence.request());
     }
