@@ -1,5 +1,6 @@
 #include "tests/soak/fault_injector.h"
 
+#include <cstdio>
 #include <thread>
 
 #include "sim/key_simulator.h"

@@ -2,6 +2,8 @@
 
 #include <signal.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <random>
 #include <thread>
