@@ -9,10 +9,6 @@
 // each asking for an identifier of its own. Prints a table and whether the DoIP median stays
 // within the two parts' medians plus 20 %; not a test.
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,10 +23,11 @@
 #include <thread>
 #include <vector>
 
+#include "bench/doip_tester.h"
 #include "bench/measurement.h"
+#include "bench/ping_pong.h"
 #include "tests/support/child_process.h"
 #include "host/doip/frame_codec.h"
-#include "host/doip/tester/doip_link.h"
 #include "host/extension_set.h"
 #include "host/plugin_library.h"
 #include "host/service_wait.h"
@@ -62,7 +59,6 @@ struct Options {
 constexpr std::size_t warm_up_rounds = 500;
 constexpr std::size_t blocks = 10;  // turns in which the three latency figures are taken
 constexpr std::size_t load_testers = 8;
-constexpr std::uint16_t entity = 0x0010;
 constexpr std::uint16_t first_tester = 0x0E80;
 const Bytes read_key_list = {0x22, 0x2C, 0x60};
 
@@ -74,144 +70,6 @@ const zevo::sim::Session_step& session_step_for(const Bytes& request) {
     }
     throw std::invalid_argument("no session step for the request");
 }
-
-Bytes diagnostic_frame(std::uint16_t source, const Bytes& uds) {
-    return zevo::doip::encode_diagnostic_message(zevo::doip::version::iso_2012, {source, entity, uds});
-}
-
-/// A tester of the serve process: one activated connection, one request at a time.
-class Doip_tester {
-public:
-    Doip_tester(std::uint16_t port, std::uint16_t source) : link_("127.0.0.1", port), source_(source) {
-        link_.send(zevo::doip::encode_routing_activation_request(zevo::doip::version::iso_2012, {source, 0x00, 0, {}}));
-        std::optional<zevo::doip::Received> answer = link_.receive();
-        const auto response = answer ? zevo::doip::decode_routing_activation_response(answer->payload) : std::nullopt;
-        if (!response || response->code != zevo::doip::activation_code::activated) {
-            throw std::runtime_error("routing activation refused for tester " + std::to_string(source));
-        }
-    }
-
-    /// The final answer to `uds` (past any 7F xx 78), after its acknowledge; empty when none came.
-    Bytes exchange(const Bytes& uds) {
-        if (!link_.send(diagnostic_frame(source_, uds))) return {};
-        for (int frames = 0; frames < 100; ++frames) {
-            std::optional<zevo::doip::Received> frame = link_.receive(10s);
-            if (!frame) return {};
-            if (frame->header.payload_type != zevo::doip::payload_type::diagnostic_message) continue;  // the ack
-            std::optional<zevo::doip::Diagnostic_message> message = zevo::doip::decode_diagnostic_message(frame->payload);
-            if (!message) return {};
-            if (message->uds.size() == 3 && message->uds[0] == 0x7F && message->uds[2] == 0x78) continue;
-            return message->uds;
-        }
-        return {};
-    }
-
-private:
-    zevo::doip::Tcp_link link_;
-    std::uint16_t source_;
-};
-
-// ---- (a) raw TCP ping-pong between two processes
-
-void set_no_delay(int fd) {
-    const int on = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
-
-bool read_exactly(int fd, std::uint8_t* data, std::size_t size) {
-    for (std::size_t got = 0; got < size;) {
-        const ssize_t n = ::read(fd, data + got, size - got);
-        if (n <= 0) return false;
-        got += static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-bool write_all(int fd, const Bytes& bytes) {
-    for (std::size_t sent = 0; sent < bytes.size();) {
-        const ssize_t n = ::write(fd, bytes.data() + sent, bytes.size() - sent);
-        if (n <= 0) return false;
-        sent += static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-/// The second process of the ping-pong: takes one connection, answers every request of
-/// `request_size` bytes with `acknowledge` and then `answer` (two writes, as the entity sends
-/// them), ends at the connection's end. Made by fork() before this process starts any thread.
-class Ping_pong_peer {
-public:
-    Ping_pong_peer(std::size_t request_size, const Bytes& acknowledge, const Bytes& answer) {
-        listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        if (listener_ < 0 || ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-            ::listen(listener_, 1) != 0 || ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-            throw std::runtime_error("ping-pong: cannot listen on 127.0.0.1");
-        }
-        port_ = ntohs(address.sin_port);
-        child_ = ::fork();
-        if (child_ < 0) throw std::runtime_error("ping-pong: fork failed");
-        if (child_ == 0) {
-            const int connection = ::accept(listener_, nullptr, nullptr);
-            if (connection < 0) ::_exit(1);
-            set_no_delay(connection);
-            Bytes request(request_size);
-            while (read_exactly(connection, request.data(), request.size())) {
-                if (!write_all(connection, acknowledge) || !write_all(connection, answer)) ::_exit(1);
-            }
-            ::_exit(0);
-        }
-        ::close(listener_);
-        listener_ = -1;
-    }
-    ~Ping_pong_peer() {
-        if (child_ > 0) {
-            ::kill(child_, SIGKILL);  // it has ended by itself when the client closed; else now
-            ::waitpid(child_, nullptr, 0);
-        }
-    }
-    Ping_pong_peer(const Ping_pong_peer&) = delete;
-    Ping_pong_peer& operator=(const Ping_pong_peer&) = delete;
-
-    std::uint16_t port() const { return port_; }
-
-private:
-    int listener_ = -1;
-    pid_t child_ = -1;
-    std::uint16_t port_ = 0;
-};
-
-/// The client of the ping-pong: one connection to the peer, one request at a time.
-class Ping_pong_client {
-public:
-    Ping_pong_client(std::uint16_t port, Bytes request, std::size_t reply_size)
-        : fd_(::socket(AF_INET, SOCK_STREAM, 0)), request_(std::move(request)), reply_(reply_size) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(port);
-        if (fd_ < 0 || ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-            throw std::runtime_error("ping-pong: cannot connect");
-        }
-        set_no_delay(fd_);
-    }
-    ~Ping_pong_client() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    Ping_pong_client(const Ping_pong_client&) = delete;
-    Ping_pong_client& operator=(const Ping_pong_client&) = delete;
-
-    /// One request and its whole reply; false when the peer went away.
-    bool exchange() { return write_all(fd_, request_) && read_exactly(fd_, reply_.data(), reply_.size()); }
-
-private:
-    int fd_;
-    Bytes request_;
-    Bytes reply_;
-};
 
 // ---- (b) the same request through the host's server in this process
 
@@ -345,13 +203,14 @@ int run(const Options& options) {
     const Bytes expected = session_step_for(read_key_list).expected;
     const Bytes request_frame = diagnostic_frame(first_tester, read_key_list);
     const Bytes acknowledge_frame = zevo::doip::encode_diagnostic_ack(
-        zevo::doip::version::iso_2012, zevo::doip::payload_type::diagnostic_ack, {entity, first_tester, 0x00, {}});
+        zevo::doip::version::iso_2012, zevo::doip::payload_type::diagnostic_ack, {doip_entity, first_tester, 0x00, {}});
     const Bytes answer_frame =
-        zevo::doip::encode_diagnostic_message(zevo::doip::version::iso_2012, {entity, first_tester, expected});
+        zevo::doip::encode_diagnostic_message(zevo::doip::version::iso_2012, {doip_entity, first_tester, expected});
 
     // Forked first, while this process has no thread yet.
-    Ping_pong_peer peer(request_frame.size(), acknowledge_frame, answer_frame);
-    Ping_pong_client raw_client(peer.port(), request_frame, acknowledge_frame.size() + answer_frame.size());
+    Ping_pong_peer peer(Transport::tcp, "127.0.0.1", request_frame.size(), {acknowledge_frame, answer_frame});
+    Ping_pong_client raw_client(Transport::tcp, "127.0.0.1", "127.0.0.1", peer.port(), request_frame,
+                                acknowledge_frame.size() + answer_frame.size());
     Serve_child serve;
     Doip_tester doip_tester(serve.port(), first_tester);
     In_process_host host;

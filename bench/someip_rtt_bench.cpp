@@ -15,8 +15,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <dirent.h>
-
 #include <array>
 #include <condition_variable>
 #include <cstdio>
@@ -30,6 +28,7 @@
 #include <vector>
 
 #include "bench/measurement.h"
+#include "bench/process_stats.h"
 #include "bindings/d_2c56/DataIdentifier_ZevoTrainingCounter.h"
 #include "host/simulator_control_link.h"
 #include "kel/com/runtime/instance_id.h"
@@ -46,6 +45,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using zevo::bench::Clock;
+using zevo::bench::context_switches;
 using zevo::bench::Latencies;
 using Bytes = std::vector<std::uint8_t>;
 using kel::com::runtime::Service_handle;
@@ -115,24 +115,6 @@ void wait_for_line(const std::string& path, const std::string& text) {
         std::this_thread::sleep_for(5ms);  // a look at another process's output, not a hand-off
     }
     fail("no '" + text + "' in " + path);
-}
-
-/// Context switches (voluntary and not) of all threads of a process so far, from /proc.
-long context_switches(pid_t pid) {
-    const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
-    DIR* directory = ::opendir(tasks.c_str());
-    if (directory == nullptr) fail("cannot read " + tasks);
-    long total = 0;
-    while (const dirent* task = ::readdir(directory)) {
-        if (task->d_name[0] == '.') continue;
-        std::ifstream status(tasks + "/" + task->d_name + "/status");
-        std::string line;
-        while (std::getline(status, line)) {
-            if (line.find("ctxt_switches:") != std::string::npos) total += std::stol(line.substr(line.find(':') + 1));
-        }
-    }
-    ::closedir(directory);
-    return total;
 }
 
 /// The latencies of a run of exchanges and the context switches per exchange on each side.

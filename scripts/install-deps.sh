@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs, skipping those already present.
-# Usage: scripts/install-deps.sh [run|test]   (run: build and run the host; test: everything)
+# Usage: scripts/install-deps.sh [run|network|test]   (run: build and run the host; network: that
+# and iproute2 for scripts/run-network.sh; test: everything)
 set -euo pipefail
 
 # libaralog links Debian's libdlt (its DLT sink), found through pkg-config; the DoIP entity and the
 # SOME/IP binding run on standalone Asio; ccache serves repeated builds.
 packages=(cmake ninja-build g++ make pkg-config nlohmann-json3-dev libdlt-dev libasio-dev ccache)
+if [ "${1:-test}" = network ]; then
+  packages+=(iproute2)
+fi
 if [ "${1:-test}" = test ]; then
   packages+=(clang-14 libclang-rt-14-dev libgtest-dev libgmock-dev googletest)
   # dlt-daemon, dlt-tools (dlt-receive, dlt-convert): the DLT end-to-end tests. python3-scapy:

@@ -10,11 +10,11 @@
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/hex_bytes.h"
+#include "host/session_request_file.h"
 #include "loopback_capture.h"
 #include "serve_process.h"
 #include "sim/session_plan.h"
@@ -50,23 +50,10 @@ const sim::Session_step& step_titled(const std::string& title) {
 const sim::Session_step& held_start() { return step_titled("start 0x0648 held by the service until the job is cancelled"); }
 const sim::Session_step& echo_start() { return step_titled("start 0x0648 echo"); }
 
-/// The plain request steps of the simulator's session as a zevo-tester request file: each
-/// request with its expected answer, under its title.
-std::string session_request_file() {
-    std::ostringstream file;
-    for (const sim::Session_step& step : sim::default_session()) {
-        if (step.kind != sim::Session_step::Kind::send) continue;
-        file << "# " << step.title << '\n'
-             << host::format_hex_bytes(step.request) << " => " << host::format_hex_bytes(step.expected) << '\n';
-    }
-    return file.str();
-}
+/// The plain request steps of the simulator's session as a zevo-tester request file.
+std::string session_request_file() { return host::tester_request_file(sim::default_session()); }
 
-std::size_t plain_steps() {
-    std::size_t count = 0;
-    for (const sim::Session_step& step : sim::default_session()) count += step.kind == sim::Session_step::Kind::send;
-    return count;
-}
+std::size_t plain_steps() { return host::tester_request_count(sim::default_session()); }
 
 std::string hex_without_spaces(const Bytes& bytes) {
     std::string text = host::format_hex_bytes(bytes);

@@ -1,6 +1,9 @@
 # Shell helpers of the tests that run zevo-keysim and zevo-dm as processes over SOME/IP: the
 # network namespace of the test's own, a work directory, processes stopped on exit, bounded waits
-# on printed lines, and zevo-keysim's control port from the shell. Sourced by the test scripts.
+# on printed lines, and zevo-keysim's control port from the shell. Sourced by the test scripts;
+# the pieces that scripts/run-network.sh uses too come from scripts/network_lib.sh.
+
+. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/network_lib.sh"
 
 # Under ThreadSanitizer the programs started here take the host tests' suppressions (the
 # exception_ptr that libstdc++ frees out of the sanitizer's sight); other builds ignore them.
@@ -13,9 +16,7 @@ enter_namespace() {
     unshare -n true 2>/dev/null || { echo "no network namespace (needs CAP_SYS_ADMIN): skipped"; exit 77; }
     exec unshare -n env ZEVO_IN_TEST_NAMESPACE=1 "$0" "$@"
   fi
-  ip link set lo up
-  ip link set lo multicast on
-  ip route add 224.0.0.0/4 dev lo
+  loopback_multicast
 }
 
 # begin_test: the work directory $work and the list $pids of processes to stop, both gone at exit
@@ -31,18 +32,7 @@ cleanup() {
   rm -rf "$work"
 }
 
-# wait_for FILE TEXT [LOOKS]: until TEXT stands in FILE, at most LOOKS × 50 ms (default 10 s).
-wait_for() {
-  for _ in $(seq "${3:-200}"); do grep -q -- "$2" "$1" 2>/dev/null && return 0; sleep 0.05; done
-  echo "timed out waiting for '$2' in $1"; cat "$1"; return 1
-}
-
 # control ADDRESS PORT COMMAND: the answer line of zevo-keysim's control port (bounded by timeout).
 control() {
   timeout 20 bash -c 'exec 3<>"/dev/tcp/$1/$2" && echo "$3" >&3 && read -r answer <&3 && echo "$answer"' _ "$@"
-}
-
-# variant SHIPPED OUT ARGS...: a test manifest from a shipped one (manifest_variant.py).
-variant() {
-  /usr/bin/python3 "$(dirname "${BASH_SOURCE[0]}")/manifest_variant.py" "$@"
 }

@@ -10,28 +10,15 @@ keysim=$1 host=$2 source=$3
 . "$(dirname "$0")/net_test_lib.sh"
 begin_test
 
-tag=$$
-subnet="10.77.$((tag % 250 + 1))"
-client="zevo-dm-$tag" server="zevo-keysim-$tag"
-if ! ip netns add "$client" 2>"$work/netns.err"; then
-  echo "cannot make a named network namespace ($(cat "$work/netns.err")): skipped"; exit 77
-fi
 remove_namespaces() {
   cleanup
-  ip netns del "$client" 2>/dev/null || true
-  ip netns del "$server" 2>/dev/null || true
+  two_hosts_down
 }
 trap remove_namespaces EXIT
-ip netns add "$server"
-ip link add "zc$tag" netns "$client" type veth peer name "zs$tag" netns "$server"
-for side in client server; do
-  namespace=${!side} device=$([ "$side" = client ] && echo "zc$tag" || echo "zs$tag")
-  address=$([ "$side" = client ] && echo "$subnet.1" || echo "$subnet.2")
-  ip -n "$namespace" link set lo up
-  ip -n "$namespace" addr add "$address/24" dev "$device"
-  ip -n "$namespace" link set "$device" up
-  ip -n "$namespace" route add 224.0.0.0/4 dev "$device"
-done
+if ! two_hosts_up $$ "$work/netns.err"; then
+  [ -n "$client" ] || { echo "cannot make a named network namespace ($(cat "$work/netns.err")): skipped"; exit 77; }
+  echo "FAIL: the two hosts could not be joined: $(cat "$work/netns.err")"; exit 1
+fi
 
 variant "$source/manifests/host.json" "$work/host.json" --unicast "$subnet.1"
 variant "$source/manifests/keysim.json" "$work/keysim.json" --unicast "$subnet.2"
