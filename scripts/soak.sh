@@ -5,10 +5,12 @@
 # into the request time-out. Every acknowledged request must get its final answer; zevo-dm's
 # memory, descriptors and threads must not grow. In a network namespace of its own (exit 77 with
 # the reason where none can be made). Usage: scripts/soak.sh SECONDS [--build DIR] [--seed N]
-# [--testers N]. Without --build it builds what it needs into build/soak. Exit 0 passed, 1 failed.
+# [--testers N] [--log-level N]. Without --build it builds what it needs into build/soak. Exit 0
+# passed, 1 failed; after a failure the logs of zevo-dm and of every zevo-keysim are kept in
+# BUILD/soak-failure.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-usage() { echo "usage: scripts/soak.sh SECONDS [--build DIR] [--seed N] [--testers N]" >&2; exit 2; }
+usage() { echo "usage: scripts/soak.sh SECONDS [--build DIR] [--seed N] [--testers N] [--log-level N]" >&2; exit 2; }
 [ $# -ge 1 ] || usage
 seconds=$1
 shift
@@ -19,7 +21,7 @@ extra=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --build) [ $# -ge 2 ] || usage; build=$(cd "$2" && pwd); given_build=1; shift 2 ;;
-    --seed|--testers) [ $# -ge 2 ] || usage; extra+=("$1" "$2"); shift 2 ;;
+    --seed|--testers|--log-level) [ $# -ge 2 ] || usage; extra+=("$1" "$2"); shift 2 ;;
     *) usage ;;
   esac
 done
@@ -49,4 +51,10 @@ timeout --kill-after=10 $((seconds + 240)) setpriv --pdeathsig KILL "$build/test
   --keysim-manifest "$root/manifests/keysim.json" --host-manifest "$work/host.json" \
   --request-timeout 2000 --work "$work" "${skip[@]}" "${extra[@]}" &
 pids+=("$!")
-wait "$!"
+status=0
+wait "$!" || status=$?
+if [ "$status" != 0 ]; then
+  rm -rf "$build/soak-failure"
+  cp -r "$work" "$build/soak-failure" && echo "soak: the logs are kept in $build/soak-failure"
+fi
+exit "$status"

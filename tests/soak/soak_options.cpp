@@ -6,7 +6,8 @@ namespace zevo::soak {
 
 const char soak_usage[] =
     "usage: zevo-soak --seconds N --keysim PATH --zevo-dm PATH --keysim-manifest FILE --host-manifest FILE\n"
-    "                 --work DIR [--seed N] [--testers N] [--request-timeout MS] [--skip-rss-rule REASON]\n";
+    "                 --work DIR [--seed N] [--testers N] [--request-timeout MS] [--skip-rss-rule REASON]\n"
+    "                 [--log-level N]\n";
 
 namespace {
 
@@ -43,6 +44,7 @@ Soak_options parse_soak_options(const std::vector<std::string>& arguments) {
         else if (name == "--testers") options.testers = static_cast<int>(number(name, value, 1, 6));
         else if (name == "--request-timeout") options.request_timeout = std::chrono::milliseconds(number(name, value, 100, 4000));
         else if (name == "--skip-rss-rule") options.rss_rule_skipped = value;
+        else if (name == "--log-level") options.host_log_level = static_cast<int>(number(name, value, 0, 6));
         else throw std::invalid_argument("unknown option '" + name + "'");
     }
     for (const auto& [name, value] : {std::pair<const char*, const std::string*>{"--keysim", &options.keysim},

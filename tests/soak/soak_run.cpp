@@ -95,8 +95,8 @@ int run_soak(const Soak_options& options, std::ostream& out) {
     keysim.start();
     Soak_process host(options.host,
                       {"--manifest", options.host_manifest, "--request-timeout",
-                       std::to_string(options.request_timeout.count()), "--log-level", "2", "--listen", "127.0.0.1:0",
-                       "--max-testers", "8", "serve"},
+                       std::to_string(options.request_timeout.count()), "--log-level",
+                       std::to_string(options.host_log_level), "--listen", "127.0.0.1:0", "--max-testers", "8", "serve"},
                       options.work + "/zevo-dm.log");
     const auto serving = host.wait_for_line("serving DoIP on", 30s);
     if (!serving) throw std::runtime_error("zevo-dm serve did not start within 30 s:\n" + host.log_tail(20));
