@@ -5,12 +5,13 @@
 # into the request time-out. Every acknowledged request must get its final answer; zevo-dm's
 # memory, descriptors and threads must not grow. In a network namespace of its own (exit 77 with
 # the reason where none can be made). Usage: scripts/soak.sh SECONDS [--build DIR] [--seed N]
-# [--testers N] [--log-level N]. Without --build it builds what it needs into build/soak. Exit 0
+# [--testers N] [--log-level N] [--faults KIND,...] (KIND: keysim-killed, withdrawn, tester-left,
+# held-to-timeout; default all). Without --build it builds what it needs into build/soak. Exit 0
 # passed, 1 failed; after a failure the logs of zevo-dm and of every zevo-keysim are kept in
 # BUILD/soak-failure.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-usage() { echo "usage: scripts/soak.sh SECONDS [--build DIR] [--seed N] [--testers N] [--log-level N]" >&2; exit 2; }
+usage() { echo "usage: scripts/soak.sh SECONDS [--build DIR] [--seed N] [--testers N] [--log-level N] [--faults KIND,...]" >&2; exit 2; }
 [ $# -ge 1 ] || usage
 seconds=$1
 shift
@@ -21,7 +22,7 @@ extra=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --build) [ $# -ge 2 ] || usage; build=$(cd "$2" && pwd); given_build=1; shift 2 ;;
-    --seed|--testers|--log-level) [ $# -ge 2 ] || usage; extra+=("$1" "$2"); shift 2 ;;
+    --seed|--testers|--log-level|--faults) [ $# -ge 2 ] || usage; extra+=("$1" "$2"); shift 2 ;;
     *) usage ;;
   esac
 done

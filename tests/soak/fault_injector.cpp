@@ -17,7 +17,9 @@ std::string identifier_text(std::uint16_t identifier) {
 
 }  // namespace
 
-void Fault_injector::inject_until(Time end) {
+void Fault_injector::inject_until(Time end, const std::vector<std::string>& kinds) {
+    std::vector<std::string> chosen = kinds;
+    if (chosen.empty()) chosen.assign(std::begin(fault_kinds), std::end(fault_kinds));
     for (;;) {
         const Time next = Clock::now() + Milliseconds(std::uniform_int_distribution<int>(300, 2500)(random_));
         if (next >= end) {
@@ -25,17 +27,16 @@ void Fault_injector::inject_until(Time end) {
             return;
         }
         std::this_thread::sleep_until(next);
-        switch (std::uniform_int_distribution<int>(0, 3)(random_)) {
-            case 0: restart_keysim(); break;
-            case 1: withdraw_and_offer(); break;
-            case 2: leave_in_the_middle(); break;
-            default: hold_until_timeout(); break;
-        }
+        const std::string& kind = chosen[std::uniform_int_distribution<std::size_t>(0, chosen.size() - 1)(random_)];
+        if (kind == fault_kinds[0]) restart_keysim();
+        else if (kind == fault_kinds[1]) withdraw_and_offer();
+        else if (kind == fault_kinds[2]) leave_in_the_middle();
+        else hold_until_timeout();
     }
 }
 
 void Fault_injector::restart_keysim() {
-    referee_.tally().count_fault("keysim-killed");
+    referee_.tally().count_fault(fault_kinds[0]);
     keysim_.kill();
     referee_.keysim_killed(Clock::now());
     std::this_thread::sleep_for(Milliseconds(std::uniform_int_distribution<int>(0, 500)(random_)));
@@ -49,7 +50,7 @@ void Fault_injector::restart_keysim() {
 void Fault_injector::withdraw_and_offer() {
     const auto& all = sim::served_identifiers();
     const std::string identifier = identifier_text(all[std::uniform_int_distribution<std::size_t>(0, all.size() - 1)(random_)]);
-    referee_.tally().count_fault("withdrawn");
+    referee_.tally().count_fault(fault_kinds[1]);
     const std::string withdrawn = keysim_.control("withdraw " + identifier);
     std::this_thread::sleep_for(Milliseconds(std::uniform_int_distribution<int>(100, 1500)(random_)));
     const std::string offered = keysim_.control("offer " + identifier);
@@ -60,7 +61,7 @@ void Fault_injector::withdraw_and_offer() {
 }
 
 void Fault_injector::leave_in_the_middle() {
-    referee_.tally().count_fault("tester-left");
+    referee_.tally().count_fault(fault_kinds[2]);
     const Outcome outcome = tester_.exchange(slow_request(), true);
     const std::string failed = tester_.connect();
     if (!failed.empty()) referee_.tally().fail("the tester that left could not come back: " + failed);
@@ -87,7 +88,7 @@ void Fault_injector::hold_until_timeout() {
         referee_.tally().fail("the held call's service was not found again within 10 s");
         return;
     }
-    referee_.tally().count_fault("held-to-timeout");
+    referee_.tally().count_fault(fault_kinds[3]);
     const Time sent = Clock::now();
     const Outcome outcome = tester_.exchange(held_call_request(), false, true);
     const Milliseconds took = std::chrono::duration_cast<Milliseconds>(Clock::now() - sent);

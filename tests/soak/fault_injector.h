@@ -7,11 +7,16 @@
 // tester sends the faults' requests.
 
 #include <random>
+#include <string>
+#include <vector>
 
 #include "tests/soak/keysim_holder.h"
 #include "tests/soak/soak_tester.h"
 
 namespace zevo::soak {
+
+/// The kinds of fault, by the names the counts print.
+constexpr const char* fault_kinds[] = {"keysim-killed", "withdrawn", "tester-left", "held-to-timeout"};
 
 class Fault_injector {
 public:
@@ -20,8 +25,9 @@ public:
                    Milliseconds request_timeout)
         : keysim_(keysim), tester_(tester), referee_(referee), random_(seed), request_timeout_(request_timeout) {}
 
-    /// Injects faults at random moments, 300 to 2500 ms apart, until `end`.
-    void inject_until(Time end);
+    /// Injects faults at random moments, 300 to 2500 ms apart, until `end`; `kinds` (names of
+    /// fault_kinds) are the ones chosen from, all when empty.
+    void inject_until(Time end, const std::vector<std::string>& kinds = {});
     /// Until every request of recovery_requests() has been answered positively, at most `bound`;
     /// false (and a failure counted) when one was not.
     bool recovered(Milliseconds bound);

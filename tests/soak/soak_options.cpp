@@ -1,13 +1,16 @@
 #include "tests/soak/soak_options.h"
 
+#include <algorithm>
 #include <stdexcept>
+
+#include "tests/soak/fault_injector.h"
 
 namespace zevo::soak {
 
 const char soak_usage[] =
     "usage: zevo-soak --seconds N --keysim PATH --zevo-dm PATH --keysim-manifest FILE --host-manifest FILE\n"
     "                 --work DIR [--seed N] [--testers N] [--request-timeout MS] [--skip-rss-rule REASON]\n"
-    "                 [--log-level N]\n";
+    "                 [--log-level N] [--faults KIND,...]\n";
 
 namespace {
 
@@ -24,6 +27,21 @@ long long number(const std::string& name, const std::string& text, long long low
                                     ", got '" + text + "'");
     }
     return value;
+}
+
+std::vector<std::string> fault_list(const std::string& text) {
+    std::vector<std::string> kinds;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t comma = std::min(text.find(',', start), text.size());
+        const std::string kind = text.substr(start, comma - start);
+        if (std::find(std::begin(fault_kinds), std::end(fault_kinds), kind) == std::end(fault_kinds)) {
+            throw std::invalid_argument("--faults: '" + kind +
+                                        "' is none of keysim-killed, withdrawn, tester-left, held-to-timeout");
+        }
+        kinds.push_back(kind);
+        start = comma + 1;
+    }
+    return kinds;
 }
 
 }  // namespace
@@ -44,6 +62,7 @@ Soak_options parse_soak_options(const std::vector<std::string>& arguments) {
         else if (name == "--testers") options.testers = static_cast<int>(number(name, value, 1, 6));
         else if (name == "--request-timeout") options.request_timeout = std::chrono::milliseconds(number(name, value, 100, 4000));
         else if (name == "--skip-rss-rule") options.rss_rule_skipped = value;
+        else if (name == "--faults") options.faults = fault_list(value);
         else if (name == "--log-level") options.host_log_level = static_cast<int>(number(name, value, 0, 6));
         else throw std::invalid_argument("unknown option '" + name + "'");
     }

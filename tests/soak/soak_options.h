@@ -22,6 +22,7 @@ struct Soak_options {
     int testers = 5;                              ///< --testers N, 1-6: the testers of the traffic (one more injects faults)
     std::chrono::milliseconds request_timeout{2000};  ///< --request-timeout MS, passed to zevo-dm
     std::string rss_rule_skipped;                 ///< --skip-rss-rule REASON: the memory rule does not hold here
+    std::vector<std::string> faults;              ///< --faults KIND,KIND...: only these kinds (default all)
     int host_log_level = 2;                       ///< --log-level N, 0-6: zevo-dm's log (errors by default)
 };
 

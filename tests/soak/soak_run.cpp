@@ -114,11 +114,11 @@ int run_soak(const Soak_options& options, std::ostream& out) {
         Traffic traffic(options.testers, where, referee, seed);
         const Thread_peak threads(host.pid());
 
-        faults.inject_until(warmed_up);
+        faults.inject_until(warmed_up, options.faults);
         recover(faults, "warm-up", begin, out);
         Process_figures after_warm_up = read_process_figures(host.pid());
         after_warm_up.threads = std::max(after_warm_up.threads, threads.peak());
-        faults.inject_until(faults_end);
+        faults.inject_until(faults_end, options.faults);
         recover(faults, "faults", begin, out);
         std::this_thread::sleep_until(std::max(Clock::now(), begin + options.duration));
         judge_resources(after_warm_up, settled_figures(host.pid(), after_warm_up), options, tally, out);
