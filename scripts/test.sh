@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Builds the project and runs the whole test suite three times: a plain g++ build, a clang build
 # with AddressSanitizer and UndefinedBehaviorSanitizer, and a g++ build with ThreadSanitizer; then
-# runs each fuzz target for 30 s (scripts/fuzz.sh 30). Any failing test, sanitizer report or fuzz
-# crash fails the run. Usage: scripts/test.sh [plain|asan|tsan|fuzz]...
+# runs each fuzz target for 30 s (scripts/fuzz.sh 30). After the tests of each build the soak of
+# the whole road runs on that build (scripts/soak.sh: 60 s on the plain build, 20 s under each
+# sanitizer). Any failing test, sanitizer report, soak failure or fuzz crash fails the run.
+# Usage: scripts/test.sh [plain|asan|tsan|fuzz]...
 # Compiles through ccache when it is installed (scripts/install-deps.sh installs it); the sanitizer
 # builds leave out the benchmarks, which they never run. Prints the time of every stage at the end.
 set -euo pipefail
@@ -45,4 +47,11 @@ for variant in "${variants[@]}"; do
   begin_stage "$variant tests"
   (cd "$build" && ctest --output-on-failure -j "$(nproc)")
   end_stage "$variant tests"
+  begin_stage "$variant soak"
+  soak_status=0
+  if [ "$variant" = plain ]; then soak_seconds=60; else soak_seconds=20; fi
+  "$root/scripts/soak.sh" "$soak_seconds" --build "$build" || soak_status=$?
+  # 77: no network namespace can be made here; the soak is skipped, as the namespace tests are.
+  [ "$soak_status" = 0 ] || [ "$soak_status" = 77 ] || exit "$soak_status"
+  end_stage "$variant soak"
 done
