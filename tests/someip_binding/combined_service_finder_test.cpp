@@ -1,13 +1,19 @@
 // The finder that joins the local registry's discovery with SOME/IP-SD: a subscriber is told the
-// services both know, the first finder's first, whenever either changes; the handle ends both.
+// services both know, the first finder's first, whenever either changes, one list at a time and
+// the lists after the last change last, also when the two finders tell on threads of their own;
+// the handle ends both.
 
 #include "com/runtime/combined_service_finder.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kel/com/runtime/instance_id.h"
@@ -64,6 +70,64 @@ std::vector<std::string> names(const std::vector<Service_handle>& services) {
     return out;
 }
 
+/// A subscriber whose first call, on the local finder's thread, waits until the test lets it go,
+/// as a thread preempted between putting a list together and handing it on does. It records
+/// every list it is told, in the order they are handed on.
+class Held_subscriber {
+public:
+    bool operator()(const std::vector<Service_handle>& services) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (calls_++ == 0) {
+            inside_ = true;
+            changed_.notify_all();
+            if (!changed_.wait_for(lock, std::chrono::seconds(10), [this] { return released_; })) {
+                timed_out_ = true;
+            }
+        }
+        told_.push_back(names(services));
+        if (end_at_first_ != nullptr && told_.size() == 1) {
+            std::shared_ptr<Service_finder::Subscription_handle> handle = std::move(*end_at_first_);
+            lock.unlock();
+            handle.reset();  // the subscription ends inside its own callback
+        }
+        return true;
+    }
+
+    /// Waits (bounded) until the first call is inside and holding.
+    bool wait_until_inside() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(10), [this] { return inside_; });
+    }
+
+    void release() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        released_ = true;
+        changed_.notify_all();
+    }
+
+    std::vector<std::vector<std::string>> told() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return told_;
+    }
+
+    bool timed_out() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return timed_out_;
+    }
+
+    /// Set before the first call: the handle that the first call destroys.
+    std::shared_ptr<Service_finder::Subscription_handle>* end_at_first_ = nullptr;
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int calls_ = 0;
+    bool inside_ = false;
+    bool released_ = false;
+    bool timed_out_ = false;
+    std::vector<std::vector<std::string>> told_;
+};
+
 TEST(Combined_service_finder, tells_both_lists_first_finder_first_on_every_change) {
     auto local = std::make_shared<Fake_finder>();
     auto remote = std::make_shared<Fake_finder>();
@@ -85,6 +149,49 @@ TEST(Combined_service_finder, tells_both_lists_first_finder_first_on_every_chang
     subscription.reset();
     EXPECT_TRUE(local->ended);
     EXPECT_TRUE(remote->ended);
+}
+
+// The local finder tells its (empty) first list on a runtime thread while SD, on its I/O thread,
+// has just found the service: the list put together first must not be the last one told.
+TEST(Combined_service_finder, a_list_put_together_before_another_finders_change_is_not_the_last_one_told) {
+    auto local = std::make_shared<Fake_finder>();
+    auto remote = std::make_shared<Fake_finder>();
+    auto sut = ruv::com::runtime::detail::make_combined_service_finder(local, remote);
+    auto subscriber = std::make_shared<Held_subscriber>();
+    auto subscription = sut->subscribe(
+        [subscriber](std::vector<Service_handle> services) { return (*subscriber)(services); }, "talm::x",
+        Instance_id("1"));
+    std::thread local_thread([&local] { local->subscriber({}); });
+    ASSERT_TRUE(subscriber->wait_until_inside());
+    remote->subscriber({handle("remote")});  // SD's news while the local list is on its way
+    subscriber->release();
+    local_thread.join();
+    EXPECT_FALSE(subscriber->timed_out());
+    const std::vector<std::vector<std::string>> told = subscriber->told();
+    ASSERT_FALSE(told.empty());
+    EXPECT_EQ(told.back(), std::vector<std::string>{"remote"});
+    subscription.reset();
+}
+
+TEST(Combined_service_finder, a_change_left_to_the_telling_thread_is_not_told_after_the_handle_ended_in_the_callback) {
+    auto local = std::make_shared<Fake_finder>();
+    auto remote = std::make_shared<Fake_finder>();
+    auto sut = ruv::com::runtime::detail::make_combined_service_finder(local, remote);
+    auto subscriber = std::make_shared<Held_subscriber>();
+    auto subscription = sut->subscribe(
+        [subscriber](std::vector<Service_handle> services) { return (*subscriber)(services); }, "talm::x",
+        Instance_id("1"));
+    subscriber->end_at_first_ = &subscription;
+    std::thread local_thread([&local] { local->subscriber({handle("local")}); });
+    ASSERT_TRUE(subscriber->wait_until_inside());
+    remote->subscriber({handle("remote")});
+    subscriber->release();
+    local_thread.join();
+    EXPECT_FALSE(subscriber->timed_out());
+    EXPECT_TRUE(local->ended);
+    EXPECT_TRUE(remote->ended);
+    const std::vector<std::vector<std::string>> expected = {{"local"}};
+    EXPECT_EQ(subscriber->told(), expected);
 }
 
 TEST(Combined_service_finder, finds_in_both) {

@@ -1,6 +1,7 @@
 #pragma once
 // A service finder over two others: the process's local providers and the SOME/IP binding's SD.
-// Each subscriber is told the services both know, local ones first, whenever either changes.
+// Each subscriber is told the services both know, local ones first, whenever either changes,
+// one list at a time; the last list it is told is the one that stands after the last change.
 // Thread-safe, as the two it joins are.
 
 #include <memory>
