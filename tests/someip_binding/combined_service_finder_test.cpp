@@ -1,5 +1,7 @@
 // The finder that joins the local registry's discovery with SOME/IP-SD: a subscriber is told the
-// services both know, the first finder's first, whenever either changes; the handle ends both.
+// services both know, the first finder's first, whenever either changes, one list at a time and
+// the lists after the last change last, also when the two finders tell on threads of their own;
+// the handle ends both.
 
 #include "com/runtime/combined_service_finder.h"
 
