@@ -26,6 +26,7 @@
 #include "bench/doip_tester.h"
 #include "bench/measurement.h"
 #include "bench/ping_pong.h"
+#include "bench/tester_load.h"
 #include "tests/support/child_process.h"
 #include "host/doip/frame_codec.h"
 #include "host/extension_set.h"
@@ -106,15 +107,9 @@ struct In_process_host {
 
 // ---- (c) eight testers at once
 
-struct Load_result {
-    std::size_t answers = 0;
-    std::size_t unexpected = 0;
-    double seconds = 0;
-};
-
 /// The requests of the load: four reads, four routines' results, the routines started first
 /// with the session's Starts, so that each tester has an identifier whose job no other runs.
-Load_result eight_testers(std::uint16_t port, std::chrono::milliseconds period) {
+Tester_load eight_testers(std::uint16_t port, std::chrono::milliseconds period) {
     const std::vector<Bytes> starts = {{0x31, 0x01, 0xC0, 0x0F, 0x00}, {0x31, 0x01, 0xC0, 0x0D, 0x01}};
     Doip_tester starter(port, first_tester + load_testers);
     for (const Bytes& start : starts) {
@@ -124,36 +119,12 @@ Load_result eight_testers(std::uint16_t port, std::chrono::milliseconds period) 
                                          {0x22, 0x2C, 0x60}, {0x31, 0x03, 0xC0, 0x0F}, {0x31, 0x03, 0xC0, 0x0D},
                                          {0x3E, 0x00},       {0x10, 0x01}};
     std::vector<std::unique_ptr<Doip_tester>> testers;
+    std::vector<Doip_tester*> sending;
     for (std::size_t index = 0; index < load_testers; ++index) {
         testers.push_back(std::make_unique<Doip_tester>(port, static_cast<std::uint16_t>(first_tester + index)));
+        sending.push_back(testers.back().get());
     }
-    std::vector<std::size_t> answers(load_testers, 0);
-    std::vector<std::size_t> unexpected(load_testers, 0);
-    std::atomic<bool> go{false};
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> threads;
-    for (std::size_t index = 0; index < load_testers; ++index) {
-        threads.emplace_back([&, index] {
-            while (!go.load(std::memory_order_acquire)) std::this_thread::yield();
-            while (!stop.load(std::memory_order_acquire)) {
-                const Bytes answer = testers[index]->exchange(requests[index]);
-                ++answers[index];
-                if (answer.empty() || answer[0] != requests[index][0] + 0x40) ++unexpected[index];
-            }
-        });
-    }
-    const Clock::time_point started = Clock::now();
-    go.store(true, std::memory_order_release);
-    std::this_thread::sleep_for(period);  // the measured period itself, not a synchronisation
-    stop.store(true, std::memory_order_release);
-    for (std::thread& thread : threads) thread.join();
-    Load_result result;
-    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
-    for (std::size_t index = 0; index < load_testers; ++index) {
-        result.answers += answers[index];
-        result.unexpected += unexpected[index];
-    }
-    return result;
+    return send_without_pause(sending, requests, period);
 }
 
 // ---- the run
@@ -241,7 +212,7 @@ int run(const Options& options) {
     const Percentiles raw = percentiles(raw_latencies);
     const Percentiles doip = percentiles(doip_latencies);
     const Percentiles in_process = percentiles(in_process_latencies);
-    const Load_result load = eight_testers(serve.port(), options.load_period);
+    const Tester_load load = eight_testers(serve.port(), options.load_period);
 
     const double bound = 1.2 * (raw.median_us + in_process.median_us);
     std::printf("doip_bench: %zu requests per figure after %zu to warm up; 22 2C 60 -> 62 2C 60 (9 bytes)\n\n",

@@ -27,6 +27,7 @@
 #include "bench/measurement.h"
 #include "bench/ping_pong.h"
 #include "bench/process_stats.h"
+#include "bench/tester_load.h"
 #include "bench/udp_capture.h"
 #include "tests/someip_binding/network_namespace.h"
 #include "tests/support/child_process.h"
@@ -251,37 +252,27 @@ Load_result sustained_load(const Road& road, Doip_tester& first, const Options& 
         others.push_back(std::make_unique<Doip_tester>(road.port(), static_cast<std::uint16_t>(first_tester + index)));
         testers.push_back(others.back().get());
     }
-    std::vector<std::size_t> answers(testers.size(), 0), unexpected(testers.size(), 0);
-    std::atomic<bool> go{false}, stop{false};
-    std::vector<std::thread> threads;
-    for (std::size_t index = 0; index < testers.size(); ++index) {
-        threads.emplace_back([&, index] {
-            while (!go.load(std::memory_order_acquire)) std::this_thread::yield();
-            const Bytes& request = load_requests[index];
-            while (!stop.load(std::memory_order_acquire)) {
-                const Bytes answer = testers[index]->exchange(request);
-                ++answers[index];
-                if (answer.empty() || answer[0] != request[0] + 0x40) ++unexpected[index];
-            }
-        });
-    }
+    std::vector<Bytes> requests(load_requests.begin(), load_requests.begin() + static_cast<std::ptrdiff_t>(testers.size()));
     Load_result result;
-    const double host_cpu = processor_seconds(road.host_pid()), keysim_cpu = processor_seconds(road.keysim_pid());
-    const long host_switches = context_switches(road.host_pid()), keysim_switches = context_switches(road.keysim_pid());
-    const Clock::time_point started = Clock::now();
-    go.store(true, std::memory_order_release);
-    std::this_thread::sleep_for(std::chrono::seconds(options.seconds));  // the measured period, not a hand-off
-    stop.store(true, std::memory_order_release);
-    for (std::thread& thread : threads) thread.join();
-    result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
-    result.host_cpu_s = processor_seconds(road.host_pid()) - host_cpu;
-    result.keysim_cpu_s = processor_seconds(road.keysim_pid()) - keysim_cpu;
-    result.host_switches = context_switches(road.host_pid()) - host_switches;
-    result.keysim_switches = context_switches(road.keysim_pid()) - keysim_switches;
-    for (std::size_t index = 0; index < testers.size(); ++index) {
-        result.answers += answers[index];
-        result.unexpected += unexpected[index];
-    }
+    double host_cpu = 0, keysim_cpu = 0;
+    long host_switches = 0, keysim_switches = 0;
+    const Tester_load load = send_without_pause(
+        testers, requests, std::chrono::seconds(options.seconds),
+        [&] {
+            host_cpu = processor_seconds(road.host_pid());
+            keysim_cpu = processor_seconds(road.keysim_pid());
+            host_switches = context_switches(road.host_pid());
+            keysim_switches = context_switches(road.keysim_pid());
+        },
+        [&] {
+            result.host_cpu_s = processor_seconds(road.host_pid()) - host_cpu;
+            result.keysim_cpu_s = processor_seconds(road.keysim_pid()) - keysim_cpu;
+            result.host_switches = context_switches(road.host_pid()) - host_switches;
+            result.keysim_switches = context_switches(road.keysim_pid()) - keysim_switches;
+        });
+    result.answers = load.answers;
+    result.unexpected = load.unexpected;
+    result.seconds = load.seconds;
     return result;
 }
 

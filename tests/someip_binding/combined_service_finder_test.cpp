@@ -151,47 +151,53 @@ TEST(Combined_service_finder, tells_both_lists_first_finder_first_on_every_chang
     EXPECT_TRUE(remote->ended);
 }
 
+/// A subscription of the joined finder whose subscriber holds the first list it is told, and
+/// the race of the two finders' threads that the tests below stage with it.
+class Combined_service_finder_overlap : public ::testing::Test {
+protected:
+    void SetUp() override {
+        sut_ = ruv::com::runtime::detail::make_combined_service_finder(local_, remote_);
+        subscription_ = sut_->subscribe(
+            [subscriber = subscriber_](std::vector<Service_handle> services) { return (*subscriber)(services); },
+            "talm::x", Instance_id("1"));
+    }
+
+    /// The local finder tells `local_list` on a thread of its own; while the subscriber holds that
+    /// list, SD tells `remote_list` on the test's thread; then the first list is let go.
+    void overlap(std::vector<Service_handle> local_list, std::vector<Service_handle> remote_list) {
+        std::thread local_thread([this, &local_list] { local_->subscriber(std::move(local_list)); });
+        const bool inside = subscriber_->wait_until_inside();
+        if (inside) remote_->subscriber(std::move(remote_list));
+        subscriber_->release();
+        local_thread.join();
+        ASSERT_TRUE(inside) << "the local finder's list never reached the subscriber";
+        EXPECT_FALSE(subscriber_->timed_out());
+    }
+
+    std::shared_ptr<Fake_finder> local_ = std::make_shared<Fake_finder>();
+    std::shared_ptr<Fake_finder> remote_ = std::make_shared<Fake_finder>();
+    std::shared_ptr<Service_finder> sut_;
+    std::shared_ptr<Held_subscriber> subscriber_ = std::make_shared<Held_subscriber>();
+    std::shared_ptr<Service_finder::Subscription_handle> subscription_;
+};
+
 // The local finder tells its (empty) first list on a runtime thread while SD, on its I/O thread,
 // has just found the service: the list put together first must not be the last one told.
-TEST(Combined_service_finder, a_list_put_together_before_another_finders_change_is_not_the_last_one_told) {
-    auto local = std::make_shared<Fake_finder>();
-    auto remote = std::make_shared<Fake_finder>();
-    auto sut = ruv::com::runtime::detail::make_combined_service_finder(local, remote);
-    auto subscriber = std::make_shared<Held_subscriber>();
-    auto subscription = sut->subscribe(
-        [subscriber](std::vector<Service_handle> services) { return (*subscriber)(services); }, "talm::x",
-        Instance_id("1"));
-    std::thread local_thread([&local] { local->subscriber({}); });
-    ASSERT_TRUE(subscriber->wait_until_inside());
-    remote->subscriber({handle("remote")});  // SD's news while the local list is on its way
-    subscriber->release();
-    local_thread.join();
-    EXPECT_FALSE(subscriber->timed_out());
-    const std::vector<std::vector<std::string>> told = subscriber->told();
+TEST_F(Combined_service_finder_overlap, a_list_put_together_before_another_finders_change_is_not_the_last_one_told) {
+    overlap({}, {handle("remote")});
+    const std::vector<std::vector<std::string>> told = subscriber_->told();
     ASSERT_FALSE(told.empty());
     EXPECT_EQ(told.back(), std::vector<std::string>{"remote"});
-    subscription.reset();
 }
 
-TEST(Combined_service_finder, a_change_left_to_the_telling_thread_is_not_told_after_the_handle_ended_in_the_callback) {
-    auto local = std::make_shared<Fake_finder>();
-    auto remote = std::make_shared<Fake_finder>();
-    auto sut = ruv::com::runtime::detail::make_combined_service_finder(local, remote);
-    auto subscriber = std::make_shared<Held_subscriber>();
-    auto subscription = sut->subscribe(
-        [subscriber](std::vector<Service_handle> services) { return (*subscriber)(services); }, "talm::x",
-        Instance_id("1"));
-    subscriber->end_at_first_ = &subscription;
-    std::thread local_thread([&local] { local->subscriber({handle("local")}); });
-    ASSERT_TRUE(subscriber->wait_until_inside());
-    remote->subscriber({handle("remote")});
-    subscriber->release();
-    local_thread.join();
-    EXPECT_FALSE(subscriber->timed_out());
-    EXPECT_TRUE(local->ended);
-    EXPECT_TRUE(remote->ended);
+TEST_F(Combined_service_finder_overlap,
+       a_change_left_to_the_telling_thread_is_not_told_after_the_handle_ended_in_the_callback) {
+    subscriber_->end_at_first_ = &subscription_;
+    overlap({handle("local")}, {handle("remote")});
+    EXPECT_TRUE(local_->ended);
+    EXPECT_TRUE(remote_->ended);
     const std::vector<std::vector<std::string>> expected = {{"local"}};
-    EXPECT_EQ(subscriber->told(), expected);
+    EXPECT_EQ(subscriber_->told(), expected);
 }
 
 TEST(Combined_service_finder, finds_in_both) {
