@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "bench/doip_tester.h"
+#include "bench/machine_note.h"
 #include "bench/measurement.h"
 #include "bench/ping_pong.h"
 #include "bench/tester_load.h"
@@ -247,6 +248,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
+        zevo::bench::print_machine_note();
         return run(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "doip_bench: %s\n", error.what());

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/machine_note.h"
 #include "bench/measurement.h"
 #include "host/extension_set.h"
 #include "host/plugin_library.h"
@@ -253,6 +254,7 @@ int main(int argc, char** argv) {
     Options options;
     if (!parse_options(argc, argv, options)) return 2;
     try {
+        zevo::bench::print_machine_note();
         return run(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "end_to_end_bench: %s\n", error.what());

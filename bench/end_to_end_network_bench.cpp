@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "bench/doip_tester.h"
+#include "bench/machine_note.h"
 #include "bench/measurement.h"
 #include "bench/ping_pong.h"
 #include "bench/process_stats.h"
@@ -416,6 +417,7 @@ int main(int argc, char** argv) {
         return 77;
     }
     try {
+        zevo::bench::print_machine_note();
         return run(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "end_to_end_network_bench: %s\n", error.what());

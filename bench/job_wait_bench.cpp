@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "bench/machine_note.h"
 #include "bench/measurement.h"
 #include "bench/waiters.h"
 
@@ -215,6 +216,7 @@ int main(int argc, char** argv) {
         idle_sleep += sleeping_idle_cost();
     }
 
+    zevo::bench::print_machine_note();
     print_header(options);
     const Percentiles answered = percentiles(answer_job);
     const Percentiles answered_plain = percentiles(answer_plain);

@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/machine_note.h"
 #include "bench/measurement.h"
 #include "bench/process_stats.h"
 #include "bindings/d_2c56/DataIdentifier_ZevoTrainingCounter.h"
@@ -296,6 +297,7 @@ int main(int argc, char** argv) {
         {"identifier", "0x2C56"}, {"service_id", "0x22"}, {"tester_address", "0x0E80"}});
     const std::size_t request_size = someip_header + request.size(), reply_size = someip_header;
     const ruv::com::connector::Service_interface_description methods{0, 0, 3, 0};
+    zevo::bench::print_machine_note();
     std::printf("someip_rtt_bench: %zu calls per figure after %zu to warm up, messages of %zu and %zu bytes\n\n",
                 rounds, rounds / 10, request_size, reply_size);
     std::printf("%-52s %13s %13s %8s %6s\n", "figure", "median", "p99", "x med", "x p99");
