@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <string>
 #include <type_traits>
 
 #include "bindings/job_flow.h"
@@ -24,18 +25,28 @@ long voluntary_switches_of_this_thread() {
 }
 
 TEST(job_flow_readiness, a_look_at_a_pending_future_never_sleeps) {
+    // A look that sleeps gives up the processor at every look. Something outside the look (a page
+    // fault that waits for a lock, say) can cost a single switch now and then, so the looks come in
+    // rounds and one round without a switch is the proof; every round's count is reported.
     kel::com::Promise<int> promise;
     const kel::com::Future<int> future = promise.get_future();
     constexpr int looks = 10'000;
+    constexpr int rounds = 5;
     int ready = 0;
-    const long before = voluntary_switches_of_this_thread();
-    for (int look = 0; look < looks; ++look) {
-        ready += job_flow::is_ready(future) ? 1 : 0;
+    std::string counts;
+    bool a_round_never_switched = false;
+    for (int round = 0; round < rounds && !a_round_never_switched; ++round) {
+        const long before = voluntary_switches_of_this_thread();
+        for (int look = 0; look < looks; ++look) {
+            ready += job_flow::is_ready(future) ? 1 : 0;
+        }
+        const long switches = voluntary_switches_of_this_thread() - before;
+        counts += (counts.empty() ? "" : ", ") + std::to_string(switches);
+        a_round_never_switched = switches == 0;
     }
-    const long after = voluntary_switches_of_this_thread();
     EXPECT_EQ(ready, 0);
-    EXPECT_EQ(after - before, 0) << "the readiness look gave up the processor " << (after - before) << " times in "
-                                 << looks << " looks";
+    EXPECT_TRUE(a_round_never_switched) << "the readiness look gave up the processor in every round of " << looks
+                                        << " looks: " << counts;
     promise.set_value(1);
 }
 
