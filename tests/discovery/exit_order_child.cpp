@@ -128,10 +128,19 @@ int main() {
     watched_guard.store(&ruv::dm::foundation::extension::proxy_guard<Proxy>());
 
     ruv::com::Strand& strand = extension->strand();
+    zevo::test::Registry_watch withdrawal(Interface::name, "1");
     strand.internal_post([released = in_flight->release.get_future().share()] {
         static_cast<void>(released.wait_for(bound));
     });
     in_flight->offer->withdraw();
+    // The registry tells a name's watches one at a time, in the order they were made, on a thread
+    // of its own: once this watch, made after the extension's search, has the empty list, the
+    // search's callback has put the withdrawal's task on the strand. Without this wait, a late
+    // notice of the earlier find could make the count below, and the withdrawal still untold when
+    // main returns would never reach the strand.
+    if (!withdrawal.skip_to_size(0)) {
+        fail(not_queued, "the registry never told the withdrawal");
+    }
     const auto deadline = std::chrono::steady_clock::now() + bound;
     while (zevo::test::strand_pending(strand) < 2) {  // the holding task and the callback
         if (std::chrono::steady_clock::now() > deadline) {
