@@ -23,12 +23,14 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bench_children.h"
 #include "bench/doip_tester.h"
 #include "bench/machine_note.h"
 #include "bench/measurement.h"
 #include "bench/ping_pong.h"
 #include "bench/tester_load.h"
 #include "tests/support/child_process.h"
+#include "tests/support/served_port.h"
 #include "host/doip/frame_codec.h"
 #include "host/extension_set.h"
 #include "host/plugin_library.h"
@@ -52,6 +54,7 @@ using namespace std::chrono_literals;
 using namespace zevo::bench;
 using zevo::doip::Bytes;
 using zevo::test_support::Child_process;
+using zevo::test_support::served_port;
 
 struct Options {
     std::size_t rounds = 5000;                    ///< requests per latency figure
@@ -133,37 +136,20 @@ Tester_load eight_testers(std::uint16_t port, std::chrono::milliseconds period) 
 /// zevo-dm serve on a free port of 127.0.0.1, its routines instant, logging errors only.
 class Serve_child {
 public:
-    Serve_child() {
-        char path[] = "/tmp/zevo_doip_benchXXXXXX";
-        const int fd = ::mkstemp(path);
-        if (fd < 0) throw std::runtime_error("cannot write the scenario file");
-        const std::string scenario = R"({"routine_duration_ms": 0})";
-        const bool written = ::write(fd, scenario.data(), scenario.size()) == static_cast<ssize_t>(scenario.size());
-        ::close(fd);
-        scenario_ = path;
-        if (!written) throw std::runtime_error("cannot write the scenario file");
-        process_ = std::make_unique<Child_process>(std::vector<std::string>{
-            ZEVO_BENCH_ZEVO_DM, "--log-level", "2", "--scenario", scenario_, "--p2", "5000", "--listen", "127.0.0.1:0",
-            "--max-testers", std::to_string(load_testers + 1), "serve"});
-        const std::string line = process_->wait_for_line("serving DoIP on 127.0.0.1 port ", 20s);
-        const std::size_t at = line.find(" port ");
-        if (at == std::string::npos) throw std::runtime_error("zevo-dm serve did not start");
-        port_ = static_cast<std::uint16_t>(std::stoul(line.substr(at + 6)));
+    Serve_child()
+        : scenario_("doip_bench", "scenario.json", R"({"routine_duration_ms": 0})"),
+          process_({ZEVO_BENCH_ZEVO_DM, "--log-level", "2", "--scenario", scenario_.path(), "--p2", "5000", "--listen",
+                    "127.0.0.1:0", "--max-testers", std::to_string(load_testers + 1), "serve"}),
+          port_(served_port(process_.process().wait_for_line("serving DoIP on 127.0.0.1 port ", 20s))) {
+        if (port_ == 0) throw std::runtime_error("zevo-dm serve did not start");
     }
-    ~Serve_child() {
-        process_->send_signal(SIGTERM);
-        process_->finish(10s);
-        std::remove(scenario_.c_str());
-    }
-    Serve_child(const Serve_child&) = delete;
-    Serve_child& operator=(const Serve_child&) = delete;
 
     std::uint16_t port() const { return port_; }
 
 private:
-    std::string scenario_;
-    std::unique_ptr<Child_process> process_;
-    std::uint16_t port_ = 0;
+    Scratch_file scenario_;
+    Stopped_child process_;
+    std::uint16_t port_;
 };
 
 void print_row(const char* figure, const Percentiles& measured) {

@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bench_children.h"
 #include "bench/doip_tester.h"
 #include "bench/machine_note.h"
 #include "bench/measurement.h"
@@ -32,6 +33,7 @@
 #include "bench/udp_capture.h"
 #include "tests/someip_binding/network_namespace.h"
 #include "tests/support/child_process.h"
+#include "tests/support/served_port.h"
 
 #if !defined(ZEVO_SOURCE_DIR) || !defined(ZEVO_BENCH_ZEVO_DM) || !defined(ZEVO_BENCH_KEYSIM)
 #error "ZEVO_SOURCE_DIR, ZEVO_BENCH_ZEVO_DM and ZEVO_BENCH_KEYSIM must be defined by the build"
@@ -43,6 +45,7 @@ using namespace std::chrono_literals;
 using namespace zevo::bench;
 using zevo::doip::Bytes;
 using zevo::test_support::Child_process;
+using zevo::test_support::served_port;
 
 struct Options {
     std::size_t rounds = 10000;  ///< timed requests per figure
@@ -50,6 +53,7 @@ struct Options {
     std::size_t seconds = 5;     ///< how long they send
 };
 
+constexpr const char* bench_name = "end_to_end_network_bench";  // names its scratch files
 constexpr std::size_t warm_up_rounds = 500;
 constexpr std::size_t blocks = 10;              // turns in which a call's three figures are taken
 constexpr std::uint16_t someip_port = 30501;    // where zevo-keysim serves, manifests/keysim.json
@@ -81,50 +85,14 @@ const std::vector<Bytes> load_requests = {{0x22, 0x2C, 0x60},       {0x22, 0x2C,
                                           {0x22, 0x2C, 0x57},       {0x31, 0x03, 0x06, 0x48}, {0x31, 0x03, 0xC0, 0x0F},
                                           {0x31, 0x03, 0xC0, 0x0D}, {0x31, 0x03, 0xC0, 0x0C}, {0x31, 0x03, 0xC0, 0x0B}};
 
-/// A file of this run, removed when it goes.
-class Scratch_file {
-public:
-    Scratch_file(const std::string& name, const std::string& text)
-        : path_("/tmp/end_to_end_network_bench_" + std::to_string(::getpid()) + "_" + name) {
-        std::ofstream out(path_);
-        if (!(out << text)) throw std::runtime_error("cannot write " + path_);
-    }
-    ~Scratch_file() { std::remove(path_.c_str()); }
-    Scratch_file(const Scratch_file&) = delete;
-    Scratch_file& operator=(const Scratch_file&) = delete;
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
-/// A child stopped as a user would stop it: SIGTERM, then up to 10 s to end (killed after).
-class Stopped_child {
-public:
-    Stopped_child(const std::vector<std::string>& command, const zevo::test_support::Environment& environment = {})
-        : process_(command, environment) {
-        if (!process_.started()) throw std::runtime_error("cannot start " + command.front());
-    }
-    ~Stopped_child() {
-        process_.send_signal(SIGTERM);
-        process_.finish(10s);
-    }
-    Stopped_child(const Stopped_child&) = delete;
-    Stopped_child& operator=(const Stopped_child&) = delete;
-    Child_process& process() { return process_; }
-
-private:
-    Child_process process_;
-};
-
 /// zevo-keysim on 127.0.0.2 (routines done at once, so that a Start can be repeated at once) and
 /// `zevo-dm serve` on a free port of 127.0.0.1 with every request of the plug-in over UDP; both
 /// log errors only. Stopped (SIGTERM) in reverse order when the object goes.
 class Road {
 public:
     explicit Road(std::size_t max_testers)
-        : scenario_("scenario.json", R"({"routine_duration_ms": 0})"),
-          manifest_("host_udp.json", ""),
+        : scenario_(bench_name, "scenario.json", R"({"routine_duration_ms": 0})"),
+          manifest_(bench_name, "host_udp.json", ""),
           keysim_({ZEVO_BENCH_KEYSIM, "--manifest", ZEVO_SOURCE_DIR "/manifests/keysim.json", "--scenario", scenario_.path()},
                   {{"ZEVO_LOG_LEVEL", "2"}}) {
         Child_process variant({"/usr/bin/python3", ZEVO_SOURCE_DIR "/tests/someip_binding/manifest_variant.py",
@@ -134,10 +102,8 @@ public:
         serve_ = std::make_unique<Stopped_child>(std::vector<std::string>{
             ZEVO_BENCH_ZEVO_DM, "--log-level", "2", "--manifest", manifest_.path(), "--p2", "5000", "--listen",
             "127.0.0.1:0", "--max-testers", std::to_string(max_testers), "serve"});
-        const std::string line = serve_->process().wait_for_line("serving DoIP on 127.0.0.1 port ", 20s);
-        const std::size_t at = line.find(" port ");
-        if (at == std::string::npos) throw std::runtime_error("zevo-dm serve did not start serving within 20 s");
-        port_ = static_cast<std::uint16_t>(std::stoul(line.substr(at + 6)));
+        port_ = served_port(serve_->process().wait_for_line("serving DoIP on 127.0.0.1 port ", 20s));
+        if (port_ == 0) throw std::runtime_error("zevo-dm serve did not start serving within 20 s");
         host_pid_ = child_named("zevo-dm");
         keysim_pid_ = child_named("zevo-keysim");
     }

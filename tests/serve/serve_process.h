@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/child_process.h"
+#include "tests/support/served_port.h"
 
 namespace zevo::serve::testing {
 
@@ -66,13 +67,11 @@ public:
         command.insert(command.end(), options.begin(), options.end());
         command.push_back("serve");
         process_ = std::make_unique<Child_process>(command);
-        const std::string line = process_->wait_for_line("zevo-dm: serving DoIP on 127.0.0.1 port ", 20s);
-        const std::size_t at = line.find(" port ");
-        if (at == std::string::npos) {
+        port_ = zevo::test_support::served_port(
+            process_->wait_for_line("zevo-dm: serving DoIP on 127.0.0.1 port ", 20s));
+        if (port_ == 0) {
             ADD_FAILURE() << "zevo-dm serve did not start: " << process_->finish(1s).err;
-            return;
         }
-        port_ = static_cast<std::uint16_t>(std::stoul(line.substr(at + 6)));
     }
 
     /// The listening port; 0 when the process did not start.

@@ -13,11 +13,13 @@
 #include "tests/soak/thread_peak.h"
 #include "tests/soak/traffic.h"
 #include "tests/soak/traffic_mix.h"
+#include "tests/support/served_port.h"
 
 namespace zevo::soak {
 namespace {
 
 using namespace std::chrono_literals;
+using zevo::test_support::served_port;
 
 constexpr Milliseconds recovery_bound{20000};
 constexpr Milliseconds settle_bound{5000};     ///< for descriptors and threads to come back at the end
@@ -26,11 +28,6 @@ constexpr double rss_growth_allowed = 0.10;
 /// the warm-up did not happen to have. A thread left behind per fault or per tester exceeds it.
 constexpr std::size_t thread_slack = 2;
 constexpr std::uint16_t fault_tester_address = 0x0EA0;
-
-std::uint16_t served_port(const std::string& line) {
-    const std::size_t at = line.find(" port ");
-    return at == std::string::npos ? 0 : static_cast<std::uint16_t>(std::stoul(line.substr(at + 6)));
-}
 
 std::string percent(std::size_t from, std::size_t to) {
     char text[32];
